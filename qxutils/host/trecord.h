@@ -1,0 +1,59 @@
+// The record type of the host tree library, as this library uses it.
+//
+// An engine that has the real host library puts that library's declaration in the place of this
+// header (see the README, "With the real host library").
+#ifndef QXUTILS_HOST_TRECORD_H
+#define QXUTILS_HOST_TRECORD_H
+
+#include <algorithm>
+#include <utility>
+
+#include "qxutils/export.h"
+
+namespace Arbex_800 {
+
+// A record: `size` values at `data`, owned by the record or borrowed from somebody else.
+//
+// Field order is part of the binary interface. Copies are deep: a copy owns its values.
+template <class T>
+struct QXUTILS_EXPORT TRecord {
+  T* data = nullptr;
+  int size = 0;
+  bool ownsData = false;  // true: `data` came from array new and goes with the record
+
+  // A record of `count` values of its own, all zero; none (data null) when `count` is below 1.
+  explicit TRecord(int count) {
+    if (count < 1) return;
+    data = new T[static_cast<unsigned>(count)]();
+    size = count;
+    ownsData = true;
+  }
+
+  // A record over `count` values that stay the caller's and must outlive it.
+  TRecord(T* values, int count) : data(values), size(count) {}
+
+  TRecord(const TRecord& other) : TRecord(other.size) { std::copy_n(other.data, size, data); }
+  TRecord(TRecord&& other) noexcept { Swap(other); }
+  TRecord& operator=(TRecord other) noexcept {
+    Swap(other);
+    return *this;
+  }
+
+  ~TRecord() {
+    if (ownsData) delete[] data;
+    data = nullptr;
+    size = 0;
+    ownsData = false;
+  }
+
+ private:
+  void Swap(TRecord& other) noexcept {
+    std::swap(data, other.data);
+    std::swap(size, other.size);
+    std::swap(ownsData, other.ownsData);
+  }
+};
+
+}  // namespace Arbex_800
+
+#endif

@@ -1,0 +1,85 @@
+#include "qxutils/iterators/binfileiterator.h"
+
+#include <cstddef>
+#include <limits>
+
+#include "qxutils/storage/iobinfile.h"
+#include "qxutils/storage/tempfilestorage.h"
+#include "qxutils/storage/tempfilestoragemgr.h"
+
+namespace qxg_800 {
+namespace {
+
+using Arbex_800::EnvironmentSettings;
+using Record = Arbex_800::TRecord<double>;
+
+constexpr int kReady = 0;
+constexpr int kEndOfData = 1;
+constexpr int kCancelled = 2;
+constexpr int kNoStorage = 3;
+
+constexpr int kDoubleBytes = sizeof(double);
+
+bool IsReadable(int recordLength) {
+  return recordLength >= 1 && recordLength <= std::numeric_limits<int>::max() / kDoubleBytes;
+}
+
+std::unique_ptr<TempFileStorage> NewStorage(const EnvironmentSettings& settings, int sequenceId) {
+  TempFileStorageMgr& manager = TempFileStorageMgr::instance();
+  return std::unique_ptr<TempFileStorage>(
+      sequenceId == -1 ? manager.getObject(settings) : manager.getObject(settings, sequenceId));
+}
+
+}  // namespace
+
+static_assert(sizeof(Record) == 16 && offsetof(Record, size) == 8 &&
+                  offsetof(Record, ownsData) == 12,
+              "the host library's record has this layout");
+
+BinFileIterator::BinFileIterator(TempFileStorage* storage, int recordLength)
+    : fpStorage(storage), fRecordLength(recordLength), fFailReason(kNoStorage) {
+  Init();
+}
+
+BinFileIterator::BinFileIterator(const char* name, int recordLength,
+                                 const EnvironmentSettings& settings, int sequenceId)
+    : fRecordLength(recordLength), fFailReason(kNoStorage) {
+  std::unique_ptr<TempFileStorage> storage = NewStorage(settings, sequenceId);
+  if (!storage) return;
+  // A storage that could not be opened answers the first read with a short count.
+  storage->Open(name ? name : "", IOBinFile::IOModeRead, settings.GetCompressionLevel());
+  fpStorage = storage.get();
+  Init();
+  storage.release();
+  fOwnsStorage = true;
+}
+
+BinFileIterator::~BinFileIterator() {
+  fpRecord.reset();
+  if (!fOwnsStorage) return;
+  const std::unique_ptr<TempFileStorage> storage(fpStorage);
+  storage->Close();
+}
+
+int BinFileIterator::HasMore() const {
+  if (fFailReason != kReady) return fFailReason;
+  if (!IsReadable(fRecordLength)) return fFailReason = kEndOfData;
+  const int bytes = fRecordLength * kDoubleBytes;
+  const int count = fpStorage->Read(reinterpret_cast<char*>(fpRecord->data), bytes);
+  if (count != bytes) fFailReason = kEndOfData;
+  return fFailReason;
+}
+
+Record* BinFileIterator::Next() { return fFailReason == kReady ? fpRecord.get() : nullptr; }
+
+int BinFileIterator::GetFailReason() const { return fFailReason; }
+
+void BinFileIterator::CancelIteration() { fFailReason = kCancelled; }
+
+void BinFileIterator::Init() {
+  if (!fpStorage) return;
+  fpRecord = std::make_unique<Record>(IsReadable(fRecordLength) ? fRecordLength : 0);
+  fFailReason = kReady;
+}
+
+}  // namespace qxg_800

@@ -1,0 +1,42 @@
+#ifndef QXUTILS_PLATFORM_QXUTILSEXCEPTION_H
+#define QXUTILS_PLATFORM_QXUTILSEXCEPTION_H
+
+#include <exception>
+#include <string>
+
+#include "qxutils/export.h"
+
+// The texts of every exception that the library throws.
+namespace QxUtils_800 {
+
+constexpr char FileWriteError[] = "Error writing to file";
+constexpr char FileOpenError[] = "Error opening file";
+constexpr char FileSeekError[] = "Error seeking in file";
+constexpr char FileReadError[] = "Error reading from file";
+
+}  // namespace QxUtils_800
+
+namespace qxg_800 {
+
+// A failure of temporary files in a view set, thrown by value by QxViewSetManager alone, with one
+// of the four texts of QxUtils_800. The library never catches it. Want of memory is std::bad_alloc
+// instead.
+//
+// A copy has a text of its own. An object is used by one thread at a time.
+class QXUTILS_EXPORT QxUtilsException : public std::exception {
+ public:
+  // Copies `message`; null counts as an empty text. Throws std::bad_alloc.
+  QxUtilsException(const char* message);
+
+  ~QxUtilsException() noexcept override;
+
+  // The text, valid as long as this object lives.
+  const char* what() const noexcept override;
+
+ private:
+  std::string fMessage;
+};
+
+}  // namespace qxg_800
+
+#endif

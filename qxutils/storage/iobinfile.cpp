@@ -1,0 +1,59 @@
+#include "qxutils/storage/iobinfile.h"
+
+#include <cstddef>
+
+namespace qxg_800 {
+namespace {
+
+using Arbex_800::EnvironmentSettings;
+
+int ConvertToZlibLevel(EnvironmentSettings::CompressionLevel level) {
+  constexpr int kGreatestLevel = 9;
+  const int value = level;
+  return value >= 0 && value <= kGreatestLevel ? value : 0;
+}
+
+// "e": a child that the host process starts must not inherit its temporary files.
+std::FILE* OpenImp(const std::string& name, IOBinFile::IOModeFile mode, int /*level*/) {
+  return std::fopen(name.c_str(), mode == IOBinFile::IOModeRead ? "rbe" : "wbe");
+}
+
+}  // namespace
+
+IOBinFile::IOBinFile(const EnvironmentSettings& settings) : fSettings(settings) {}
+
+IOBinFile::~IOBinFile() = default;
+
+bool IOBinFile::Open(const std::string& name, IOModeFile mode,
+                     EnvironmentSettings::CompressionLevel level) {
+  fLevel = level;
+  fFileName = name;
+  fMode = mode;
+  if (!Close() || fFileName.empty()) return false;
+  fpStream.reset(OpenImp(fFileName, fMode, ConvertToZlibLevel(fLevel)));
+  return fpStream != nullptr;
+}
+
+int IOBinFile::Read(char* data, int length) {
+  if (!fpStream || !data || length < 0) return 0;
+  return static_cast<int>(std::fread(data, 1, static_cast<std::size_t>(length), fpStream.get()));
+}
+
+int IOBinFile::Write(const char* data, int length) {
+  if (!fpStream || !data || length < 0) return 0;
+  return static_cast<int>(std::fwrite(data, 1, static_cast<std::size_t>(length), fpStream.get()));
+}
+
+bool IOBinFile::Seek(long position) {
+  return fpStream && std::fseek(fpStream.get(), position, SEEK_SET) == 0;
+}
+
+bool IOBinFile::Close() { return !fpStream || std::fclose(fpStream.release()) == 0; }
+
+void IOBinFile::Remove() {}
+
+const std::string& IOBinFile::GetFileName() const { return fFileName; }
+
+void IOBinFile::SetFileName(const std::string& name) { fFileName = name; }
+
+}  // namespace qxg_800

@@ -1,0 +1,3 @@
+#include "qxutils/storage/iobinfilewriter.h"
+
+IOBinFileWriter::~IOBinFileWriter() = default;

@@ -1,0 +1,133 @@
+#ifndef QXUTILS_VIEWSET_QXVIEWSETMANAGER_H
+#define QXUTILS_VIEWSET_QXVIEWSETMANAGER_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qxutils/export.h"
+#include "qxutils/host/environmentsettings.h"
+
+class TempFileStorage;
+
+namespace qxg_800 {
+
+class QxViewBuffer;
+
+// One view of a view set. Field order is part of the binary interface.
+struct ViewInfo {
+  int itemSize;    // bytes of one item; a view with an item size below 1 has no buffer and stays
+                   // empty
+  int sortColumn;  // the caller's; never read
+};
+
+// A view set: any number of streams of fixed-size items (views), written in any interleaving while
+// a single temporary file is open, within a fixed budget of memory, and split into one file per
+// view at the last close. A view's number is its position in the vector given to the constructor.
+//
+// The road of a set: construct it; for each view take GetViewBuffer and a storage from
+// TempFileStorageMgr::getObject(view, manager, buffer); write through the storages; close each
+// once; take each view's file with GetFile. A view file holds the view's items in the order of
+// writing, raw, without a header. One file is open while writing, two at most during the last
+// Close.
+//
+// Files lie in the settings' temporary folder. With the library's own storage (no storagePrototype)
+// each is created exclusively, readable by its owner alone; the shared file is removed by the last
+// Close, a view file by the destructor unless GetFile handed it out, and a file that can't be
+// opened after its creation at once. A set that is destroyed before its last Close succeeds leaves
+// its shared file behind. Files that the set did not create are never removed. With an
+// engine-supplied storage no file is created, tested or removed by the library.
+//
+// Failures of files are QxUtilsException with one of the four texts, want of memory is
+// std::bad_alloc. After a failed write to the shared file, or a failed last Close, the set can only
+// be destroyed.
+//
+// A set, its buffers and its storages are used by one thread at a time; sets are independent of
+// each other. `settings` must outlive the set. Not copyable.
+//
+// Field order is part of the binary interface.
+class QXUTILS_EXPORT QxViewSetManager {
+ public:
+  // `bufferMemory` in bytes is shared by the buffers of all views, each of which holds the same
+  // number of items: the memory divided by the sum of the item sizes, at least 10, and no more than
+  // keeps the greatest buffer below 2 GiB. Throws QxUtilsException with FileOpenError when the
+  // shared file can't be created or opened, or no storage was to be had; nothing stays behind then.
+  QxViewSetManager(long bufferMemory, const std::vector<ViewInfo>& views,
+                   const Arbex_800::EnvironmentSettings& settings);
+
+  // Removes the view files that were not handed out (with the library's own storage) and releases
+  // everything else. Allowed at any time; never throws.
+  ~QxViewSetManager();
+
+  QxViewSetManager(const QxViewSetManager&) = delete;
+  QxViewSetManager& operator=(const QxViewSetManager&) = delete;
+
+  // The view's buffer, which stays the manager's. Null for an unknown view, or when `itemSize` is
+  // not the view's own.
+  QxViewBuffer* GetViewBuffer(int view, int itemSize);
+
+  // Writes the view's buffer out to the shared file now. Does nothing for a view that is unknown,
+  // closed or without a buffer. Throws as WriteBufferToFile does.
+  void Write(int view);
+
+  // Writes out the rest of the view's buffer and closes the view; closing the last open view makes
+  // all view files. Gives 0, or -1, with nothing changed, for an unknown view or one that is closed
+  // already.
+  //
+  // Throws FileWriteError when the rest can't be written (the view then stays open). Of the last
+  // close: FileWriteError when the shared file or a view file can't be brought out whole,
+  // FileOpenError when the shared file can't be read back, a view file can't be made, or no storage
+  // was to be had, FileSeekError and FileReadError when the shared file can't be read.
+  int Close(int view);
+
+  // The view's file as a closed storage, which is the caller's from here on, as is the file it
+  // names. Null for an unknown view, before the last Close has succeeded, and when it was handed
+  // out before.
+  TempFileStorage* GetFile(int view);
+
+  // Whether every view is closed; true for a set without views.
+  bool CheckAllClosed();
+
+  // Notes that a segment of `items` items of the view comes next in the shared file. Called by
+  // WriteBufferToFile; of use elsewhere only to who appends segments in another way. Does nothing
+  // for an unknown view, one with an item size below 1, a negative count, or one too large to
+  // address.
+  void UpdateIndex(int view, long items);
+
+  // Appends the items in `buffer` to the shared file as one segment of the view and empties it.
+  // Does nothing when `buffer` is null or the view is unknown, closed or without a buffer of its
+  // own.
+  //
+  // Throws FileWriteError, with buffer and index unchanged, when not every byte could be written,
+  // when an earlier write of the set failed, or when the buffer's item size is not the view's.
+  void WriteBufferToFile(QxViewBuffer* buffer, int view);
+
+ private:
+  using Segment = std::pair<long, long>;  // start in the shared file in bytes, number of items
+
+  QXUTILS_LOCAL bool IsKnown(int view) const;
+  QXUTILS_LOCAL void Split();
+  QXUTILS_LOCAL void MakeViewFile(std::size_t view);
+  QXUTILS_LOCAL void CopySegment(std::size_t view, const Segment& segment);
+
+  long fBufferMemory;  // bytes
+  std::vector<ViewInfo> fViews;
+  const Arbex_800::EnvironmentSettings& fSettings;
+  std::unique_ptr<TempFileStorage> fpStorage;           // of the shared file
+  std::string fFileName;                                // of the shared file
+  std::vector<std::unique_ptr<QxViewBuffer>> fBuffers;  // per view; null without items
+  std::vector<std::unique_ptr<TempFileStorage>>
+      fFiles;                                // per view; null before the split and once taken
+  std::vector<std::vector<Segment>> fIndex;  // per view, in the order of writing
+  long fPosition = 0;                        // bytes in the shared file
+  std::vector<bool> fClosed;                 // per view
+  std::size_t fNumOpen = 0;                  // views that are not closed
+  bool fWriteFailed = false;                 // the shared file's end is unknown
+  bool fComplete = false;                    // the last Close has succeeded
+};
+
+}  // namespace qxg_800
+
+#endif
