@@ -50,7 +50,7 @@ BinFileIterator::BinFileIterator(const char* name, int recordLength,
   storage->Open(name ? name : "", IOBinFile::IOModeRead, settings.GetCompressionLevel());
   fpStorage = storage.get();
   Init();
-  storage.release();
+  (void)storage.release();  // this object's from here on
   fOwnsStorage = true;
 }
 

@@ -65,6 +65,10 @@ std::string NameStart(const char* folder, const char* prefix) {
   return start;
 }
 
+std::string NameEnd(const char* extension) {
+  return extension ? std::string(".") + extension : std::string();
+}
+
 std::string Numbers() {
   char text[2 * 8 + 1];  // two 32-bit numbers in hexadecimal
   std::snprintf(text, sizeof text, "%x%x", static_cast<unsigned>(getpid()),
@@ -76,9 +80,11 @@ std::string Numbers() {
 std::string FreeName(const char* folder, const char* prefix, const char* extension, int& counter) {
   const Locked lock(gate);
   const std::string start = NameStart(folder, prefix);
-  const std::string end = extension ? std::string(".") + extension : std::string();
+  const std::string end = NameEnd(extension);
   for (;;) {
-    std::string name = start + Numbers() + end;
+    std::string name = start;
+    name += Numbers();
+    name += end;
     if (!IsTaken(name)) {
       counter = fnCounter;
       return name;

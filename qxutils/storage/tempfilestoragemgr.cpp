@@ -18,7 +18,7 @@ TempFileStorage* NewFromPrototype(TempFileStorage& prototype,
   std::unique_ptr<TempFileStorage> clone(storage->Clone());
   if (!clone) return nullptr;
   registry.push_back(clone.get());
-  clone.release();  // the registry's from here on
+  (void)clone.release();  // the registry's from here on
   return storage.release();
 }
 

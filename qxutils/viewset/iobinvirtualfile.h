@@ -25,6 +25,9 @@ class QXUTILS_EXPORT IOBinVirtualFile : public IOBinFileWriter {
   // Leaves the view open.
   ~IOBinVirtualFile() override;
 
+  IOBinVirtualFile(const IOBinVirtualFile&) = delete;
+  IOBinVirtualFile& operator=(const IOBinVirtualFile&) = delete;
+
   // Stores `length` bytes, a whole number of items, and gives `length`; or -1, with nothing stored,
   // when the count is not a positive multiple of the item size, when it exceeds the room that is
   // left, when `data` is null or when the view is closed.

@@ -92,7 +92,7 @@ class NewFile {
 // is that storage's business.
 std::string OpenNewFile(TempFileStorage& storage, const char* prefix,
                         const EnvironmentSettings& settings) {
-  const std::string folder = settings.GetTempDirectory();
+  const std::string& folder = settings.GetTempDirectory();
   if (!UsesOwnStorage(settings)) {
     std::string name = GenerateTempName(folder.c_str(), prefix, kExtension);
     Open(storage, name, IOBinFile::IOModeWrite, settings);

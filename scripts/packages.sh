@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Sourced by the other scripts: `need GROUP...` installs what is missing of these groups of Debian packages.
+
+declare -A PACKAGES=(
+  [build]="g++ cmake make"
+  [examples]="libcli11-dev libcsv-dev libfmt-dev"
+  [tests]="binutils libgtest-dev locales"
+  [checks]="clang-format-14 clang-tidy-14 shellcheck"
+)
+
+need() {
+  local missing=() group package
+  for group in "$@"; do
+    for package in ${PACKAGES[$group]}; do
+      dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+        missing+=("$package")
+    done
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local root=()
+  [ "$(id -u)" -eq 0 ] || root=(sudo)
+  "${root[@]}" apt-get update -qq
+  "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
