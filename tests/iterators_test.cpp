@@ -14,8 +14,8 @@ TEST(BinFileIterator, DeliversWholeRecordsOnly) {
   const double doubles[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
   const struct {
     int bytes, length, records;
-  } cases[] = {{96, 4, 3}, {0, 4, 0},        {80, 4, 2},       {31, 1, 3},
-               {32, 0, 0}, {32, INT_MIN, 0}, {32, INT_MAX, 0}, {32, INT_MAX / 8, 0}};
+  } cases[] = {{96, 4, 3}, {0, 4, 0},        {80, 4, 2},      {31, 1, 3},
+               {32, 0, 0}, {32, INT_MIN, 0}, {32, INT_MAX, 0}};
   for (const auto& c : cases) {
     std::ofstream(folder / "file").write(reinterpret_cast<const char*>(doubles), c.bytes);
     BinFileIterator iterator((folder / "file").c_str(), c.length, settings, -1);
