@@ -63,7 +63,9 @@ TEST(BinFileIterator, OwnsOnlyTheStorageThatItMade) {
   }
   EXPECT_EQ(engine.world.operations, 2) << "two reads";
   engine.registry.push_back(new EngineStorage(given));
-  engine.world.failAt = 6;  // clone, open, read, close
+  engine.world.failAt = 4;  // clone, open
+  EXPECT_EQ(BinFileIterator("", 4, engine.settings, 0).HasMore(), 1) << "though it could be read";
+  engine.world.failAt = 9;  // close, clone, open, read, close
   EXPECT_EQ(BinFileIterator("", 4, engine.settings, 0).HasMore(), 0);
   EXPECT_EQ(engine.world.failed, "close");
   EXPECT_EQ(engine.world.live, 3);

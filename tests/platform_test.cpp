@@ -49,7 +49,7 @@ TEST(Platform, WhateverStandsAtANameTakesIt) {
   std::ofstream(next()).flush();
   EXPECT_EQ(mkfifo(next().c_str(), 0600), 0);
   EXPECT_EQ(symlink("nothing", next().c_str()), 0);
-  EXPECT_EQ(mkdir(next().c_str(), 0), 0);
+  EXPECT_EQ(mkdir(next().c_str(), 0700), 0);
   const LibcFaults noDescriptors(1);
   EXPECT_EQ(Counter(next(), folder / "a", ".b"), first + 4);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <set>
@@ -24,7 +25,10 @@ struct TempFolder {
   TempFolder() : path(std::filesystem::temp_directory_path() / "qxutils-test-XXXXXX") {
     if (!mkdtemp(path.data())) throw std::runtime_error("no temporary folder");
   }
-  ~TempFolder() { std::filesystem::remove_all(path); }
+  ~TempFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
 
@@ -70,7 +74,7 @@ struct World {
 struct EngineStorage : TempFileStorage {
   explicit EngineStorage(World& theWorld) : world(theWorld) { ++world.live; }
   EngineStorage(const EngineStorage& other)
-      : TempFileStorage(other), world(other.world), source(&other), id(other.id) {
+      : TempFileStorage(other), world(other.world), id(other.id) {
     ++world.live;
   }
   ~EngineStorage() override { --world.live; }
@@ -81,7 +85,7 @@ struct EngineStorage : TempFileStorage {
   bool Open(const std::string& newName, int mode, Level /*level*/) override {
     name = newName;
     position = 0;
-    if (mode != 0) Bytes().clear();
+    if (mode != 0) std::ofstream(name) << Bytes().erase(0);
     return !world.Fails("open");
   }
   int Read(char* data, int length) override {
@@ -111,14 +115,13 @@ struct EngineStorage : TempFileStorage {
   }
 
   World& world;
-  const EngineStorage* source = nullptr;  // what this is a clone of
   std::string name;
   std::size_t position = 0;
   int id = -1;
 };
 
 struct Engine {
-  Engine() {
+  explicit Engine(const std::string& folder = "nowhere") : settings(folder) {
     settings.storagePrototype = &prototype;
     settings.storageRegistry = &registry;
   }
@@ -128,7 +131,7 @@ struct Engine {
   World world;
   EngineStorage prototype{world};
   std::vector<TempFileStorage*> registry;
-  EnvironmentSettings settings{"nowhere"};
+  EnvironmentSettings settings;
 };
 
 // A view set with a writer for each view.
@@ -137,7 +140,8 @@ struct ViewSet {
       : sizes(itemSizes), manager(memory, Infos(itemSizes), settings) {
     for (int view = 0; view < static_cast<int>(sizes.size()); ++view) {
       auto* buffer = manager.GetViewBuffer(view, sizes[static_cast<unsigned>(view)]);
-      writers.emplace_back(TempFileStorageMgr::instance().getObject(view, manager, buffer));
+      writers.push_back(std::unique_ptr<TempFileStorage>(
+          TempFileStorageMgr::instance().getObject(view, manager, buffer)));
     }
   }
   static std::vector<qxg_800::ViewInfo> Infos(const std::vector<int>& itemSizes) {

@@ -7,6 +7,7 @@
 #include <random>
 #include <tuple>
 
+#include "failing_new.h"
 #include "libc_faults.h"
 #include "qxutils/platform/platformspecs_unix.h"
 #include "qxutils/platform/qxutilsexception.h"
@@ -252,25 +253,60 @@ TEST(ViewSet, BadCallsChangeNothing) {
   EXPECT_EQ(set.manager.GetViewBuffer(0, 4)->Store("5678", 4), -1) << "the view is closed";
   EXPECT_EQ(set.Take(0) + set.Take(1), "1234");
 
-  ViewSet wrong(0, {8}, settings);
+  ViewSet wrong(0, {8, 1}, settings);
   wrong.manager.UpdateIndex(0, 11);
+  for (int item = 0; item < 100; ++item) wrong.Write(1, "x");
+  wrong.Close(1);
   EXPECT_THROW(wrong.Close(0), QxUtilsException) << "a segment larger than its buffer";
 }
 
-TEST(ViewSet, NeverTouchesAFileOfOthers) {
+TEST(ViewSet, NeverTouchesFilesOfOthers) {
   const TempFolder folder;
-  const EnvironmentSettings settings(folder.path);
-  const std::string name = GenerateTempName(folder.path.c_str(), "qxfBIG", "tmp");
-  std::ofstream(name) << "precious";
-  LibcFaults faults;
-  faults.blind = true;  // the probe does not see it
+  const std::string precious = GenerateTempName(folder.path.c_str(), "qxfBIG", "tmp");
+  std::ofstream(precious) << "precious";
+  const EnvironmentSettings settings("");
+  const std::string before = GetCurrentFolder();
   const mode_t mask = umask(0);
-  const ViewSet set(0, {8}, settings);
+  LibcFaults faults;
+  faults.blind = true;  // the probe does not see what stands there
+  std::filesystem::current_path(folder.path);
+  ViewSet set(0, {8}, settings);
   umask(mask);
-  EXPECT_EQ(std::filesystem::file_size(name), 8U);
-  std::filesystem::remove(name);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(std::filesystem::file_size(precious), 8U);
+  std::filesystem::remove(precious);
   const std::string own = folder / *folder.Entries().begin();
   EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms(0600));
+  EXPECT_TRUE(set.Close(0)) << "a relative folder is that of the beginning";
+  EXPECT_EQ(set.Take(0), "");
+  EXPECT_TRUE(folder.Entries().empty());
+}
+
+TEST(ViewSet, LeavesAnEnginesFilesToTheEngine) {
+  const TempFolder folder;
+  Engine engine(folder.path);
+  std::make_unique<ViewSet>(0, std::vector<int>{8}, engine.settings)->Close(0);
+  EXPECT_EQ(folder.Entries().size(), 2U);
+}
+
+TEST(ViewSet, WantOfMemoryLosesNothing) {
+  const TempFolder folder;
+  const EnvironmentSettings settings(folder.path);
+  std::optional<ViewSet> set;
+  const auto check = [&] {
+    set.reset();
+    EXPECT_TRUE(folder.Descriptors().empty());
+    for (const std::string& name : folder.Entries()) {
+      EXPECT_EQ(name.substr(0, 6), "qxfBIG");
+      std::filesystem::remove(folder / name);
+    }
+  };
+  const auto drive = [&] {
+    set.emplace(0, std::vector<int>{8, 1, 3}, settings);
+    Drive(*set);
+  };
+  EXPECT_GT(FailEachAllocation(drive, check), 20);
+  EXPECT_EQ(set->Take(1), "abcdefghijklmnopqrstuvwxy");
 }
 
 }  // namespace

@@ -19,13 +19,14 @@ class QXUTILS_EXPORT AIterator {
  public:
   virtual ~AIterator() = default;
 
-  // 0 when a record is ready, else the reason why not.
+  // 0 when a record is ready, else the reason why not. A call may read the next record: call it
+  // once per record.
   virtual int HasMore() const = 0;
 
   // The record, owned by the iterator and overwritten by the next one; null when there is none.
   virtual TItem* Next() = 0;
 
-  // What the last HasMore gave.
+  // The present status, with the values of HasMore. Moves nothing.
   virtual int GetFailReason() const = 0;
 };
 

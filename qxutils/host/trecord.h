@@ -29,7 +29,8 @@ struct QXUTILS_EXPORT TRecord {
     ownsData = true;
   }
 
-  // A record over `count` values that stay the caller's and must outlive it.
+  // A record over `count` values that stay the caller's and must outlive it. REQUIRES: `values` has
+  // that many (not checked).
   TRecord(T* values, int count) : data(values), size(count) {}
 
   TRecord(const TRecord& other) : TRecord(other.size) { std::copy_n(other.data, size, data); }

@@ -20,7 +20,7 @@ constexpr int kNoStorage = 3;
 
 constexpr int kDoubleBytes = sizeof(double);
 
-bool IsReadable(int recordLength) {
+bool CanRead(int recordLength) {
   return recordLength >= 1 && recordLength <= std::numeric_limits<int>::max() / kDoubleBytes;
 }
 
@@ -37,17 +37,20 @@ static_assert(sizeof(Record) == 16 && offsetof(Record, size) == 8 &&
               "the host library's record has this layout");
 
 BinFileIterator::BinFileIterator(TempFileStorage* storage, int recordLength)
-    : fpStorage(storage), fRecordLength(recordLength), fFailReason(kNoStorage) {
+    : fpStorage(storage),
+      fRecordLength(recordLength),
+      fFailReason(kNoStorage),
+      fReadable(CanRead(recordLength)) {
   Init();
 }
 
 BinFileIterator::BinFileIterator(const char* name, int recordLength,
                                  const EnvironmentSettings& settings, int sequenceId)
-    : fRecordLength(recordLength), fFailReason(kNoStorage) {
+    : fRecordLength(recordLength), fFailReason(kNoStorage), fReadable(CanRead(recordLength)) {
   std::unique_ptr<TempFileStorage> storage = NewStorage(settings, sequenceId);
   if (!storage) return;
-  // A storage that could not be opened answers the first read with a short count.
-  storage->Open(name ? name : "", IOBinFile::IOModeRead, settings.GetCompressionLevel());
+  const auto level = settings.GetCompressionLevel();
+  if (!storage->Open(name ? name : "", IOBinFile::IOModeRead, level)) fReadable = false;
   fpStorage = storage.get();
   Init();
   (void)storage.release();  // this object's from here on
@@ -58,12 +61,15 @@ BinFileIterator::~BinFileIterator() {
   fpRecord.reset();
   if (!fOwnsStorage) return;
   const std::unique_ptr<TempFileStorage> storage(fpStorage);
-  storage->Close();
+  try {
+    storage->Close();
+  } catch (...) {  // an engine's own failure: nothing is lost that was only read
+  }
 }
 
 int BinFileIterator::HasMore() const {
   if (fFailReason != kReady) return fFailReason;
-  if (!IsReadable(fRecordLength)) return fFailReason = kEndOfData;
+  if (!fReadable) return fFailReason = kEndOfData;
   const int bytes = fRecordLength * kDoubleBytes;
   const int count = fpStorage->Read(reinterpret_cast<char*>(fpRecord->data), bytes);
   if (count != bytes) fFailReason = kEndOfData;
@@ -78,7 +84,7 @@ void BinFileIterator::CancelIteration() { fFailReason = kCancelled; }
 
 void BinFileIterator::Init() {
   if (!fpStorage) return;
-  fpRecord = std::make_unique<Record>(IsReadable(fRecordLength) ? fRecordLength : 0);
+  fpRecord = std::make_unique<Record>(CanRead(fRecordLength) ? fRecordLength : 0);
   fFailReason = kReady;
 }
 

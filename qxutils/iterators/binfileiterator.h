@@ -37,13 +37,15 @@ class QXUTILS_EXPORT BinFileIterator : public Arbex_800::ADoubleRecordIterator {
   // Reads from `storage`, which stays the caller's and must outlive the iterator. With null the
   // status is 3. REQUIRES: it is open for reading and stands at a record's start (not checked).
   //
-  // A record length below 1, or one whose bytes an int can't count, gives status 1 at the first
-  // HasMore.
+  // The recordLength * 8 bytes of the record are allocated and cleared here. A record length below
+  // 1, or one whose bytes an int can't count, gives status 1 at the first HasMore, and a record
+  // without values before it.
   BinFileIterator(TempFileStorage* storage, int recordLength);
 
   // Opens the file `name` (null counts as an empty name) with a storage of its own, which it closes
-  // and deletes at the end; the file is not removed. With `sequenceId` -1 the storage is a new one,
-  // else a clone of the settings' registry entry of that id. `settings` must outlive the iterator.
+  // and deletes at the end; the file is not removed. With `sequenceId` -1 the storage is a new one
+  // (with a storagePrototype this adds a clone to the registry), else a clone of the settings'
+  // registry entry of that id. `settings` must outlive the iterator.
   //
   // A file that can't be opened gives status 1 at the first HasMore, a storage that can't be had 3.
   BinFileIterator(const char* name, int recordLength,
@@ -78,6 +80,7 @@ class QXUTILS_EXPORT BinFileIterator : public Arbex_800::ADoubleRecordIterator {
   bool fOwnsStorage = false;             // true: closed and deleted at the end
   std::unique_ptr<Arbex_800::TRecord<double>> fpRecord;
   mutable int fFailReason;  // the status
+  bool fReadable;           // false: the first HasMore gives 1 without reading
 };
 
 }  // namespace qxg_800

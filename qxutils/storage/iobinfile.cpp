@@ -22,7 +22,7 @@ std::FILE* OpenImp(const std::string& name, IOBinFile::IOModeFile mode, int /*le
 
 IOBinFile::IOBinFile(const EnvironmentSettings& settings) : fSettings(settings) {}
 
-IOBinFile::~IOBinFile() = default;
+IOBinFile::~IOBinFile() { IOBinFile::Close(); }
 
 bool IOBinFile::Open(const std::string& name, IOModeFile mode,
                      EnvironmentSettings::CompressionLevel level) {

@@ -51,8 +51,9 @@ class QXUTILS_EXPORT IOBinFile : public IOBinFileWriter {
   // `length` is negative. Bytes are buffered: only Close tells that all of them went out.
   int Write(const char* data, int length) override;
 
-  // Moves to a byte position counted from the start of the file. False when no stream is open or
-  // the position is out of range.
+  // Moves to a byte position counted from the start of the file. False when no stream is open, the
+  // position is negative, or bytes written before can't be brought out; a position behind the end
+  // is fine.
   bool Seek(long position);
 
   // Closes the stream, if one is open. False when bytes written could not be brought out; the

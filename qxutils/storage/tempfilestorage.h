@@ -12,6 +12,11 @@
 // TempFileStorageMgr). Every operation has a default, so a class overrides only what it supports;
 // what each default gives stands in brackets. A storage is used by one thread at a time.
 //
+// For the author of such a class. A view set uses a storage in the order Open with mode 1, Write,
+// Close; Open with mode 0, Seek and Read, Close; lengths may be 0. A clone for the registry is made
+// before its original is opened, so it must reach data that is written later. Read before an Open
+// that succeeded must come up short. An exception passes through the library to its caller.
+//
 // The order of the virtual operations is part of the binary interface.
 class QXUTILS_EXPORT TempFileStorage {
  public:

@@ -33,9 +33,9 @@ class QXUTILS_EXPORT IOBinVirtualFile : public IOBinFileWriter {
   // left, when `data` is null or when the view is closed.
   //
   // A buffer that is full is written out first; one that is not full is never written out to make
-  // room, so that writes of a single item always fit, while a write of several may be refused.
-  // Throws QxUtilsException with FileWriteError when the full buffer can't be written; nothing is
-  // stored then.
+  // room, so that a write of a single item to an open view always fits, while a write of several
+  // may be refused. Throws QxUtilsException with FileWriteError when the full buffer can't be
+  // written; nothing is stored then.
   int Write(const char* data, int length) override;
 
   // Closes the view: true; false when it is closed already. Closing the last view of the set

@@ -22,7 +22,8 @@ int QxViewBuffer::Store(const char* data, int bytes) {
   const int items = bytes / fItemSize;
   if (fSize + items > fStoreLimit) return -1;  // a full buffer, too, has no room for an item
   if (items <= 0) return -1;
-  std::memcpy(fpBuffer.get() + fSize * fItemSize, data, static_cast<std::size_t>(bytes));
+  // memmove: the caller may copy items of this very block
+  std::memmove(fpBuffer.get() + fSize * fItemSize, data, static_cast<std::size_t>(bytes));
   fSize += items;
   return bytes;
 }

@@ -56,6 +56,17 @@ bool UsesOwnStorage(const EnvironmentSettings& settings) {
   return settings.storagePrototype == nullptr;
 }
 
+// The host process may move its working folder while the set lives; names that are used again later
+// must not follow it to somebody else's files.
+std::string FolderOf(const EnvironmentSettings& settings) {
+  std::string folder = settings.GetTempDirectory();
+  if (!UsesOwnStorage(settings) || (!folder.empty() && folder.front() == '/')) return folder;
+  std::string absolute = GetCurrentFolder();
+  if (absolute.empty()) return folder;
+  absolute += '/';
+  return absolute += folder;
+}
+
 std::unique_ptr<TempFileStorage> NewStorage(const EnvironmentSettings& settings) {
   std::unique_ptr<TempFileStorage> storage(TempFileStorageMgr::instance().getObject(settings));
   Require(storage != nullptr, QxUtils_800::FileOpenError);
@@ -90,9 +101,8 @@ class NewFile {
 
 // Opens a new temporary file for writing and gives its name. How an engine's storage makes its file
 // is that storage's business.
-std::string OpenNewFile(TempFileStorage& storage, const char* prefix,
+std::string OpenNewFile(TempFileStorage& storage, const std::string& folder, const char* prefix,
                         const EnvironmentSettings& settings) {
-  const std::string& folder = settings.GetTempDirectory();
   if (!UsesOwnStorage(settings)) {
     std::string name = GenerateTempName(folder.c_str(), prefix, kExtension);
     Open(storage, name, IOBinFile::IOModeWrite, settings);
@@ -123,8 +133,9 @@ QxViewSetManager::QxViewSetManager(long bufferMemory, const std::vector<ViewInfo
       fFiles(views.size()),
       fIndex(views.size()),
       fClosed(views.size(), false),
-      fNumOpen(views.size()) {
-  fFileName = OpenNewFile(*fpStorage, kSharedPrefix, settings);
+      fNumOpen(views.size()),
+      fFolder(FolderOf(settings)) {
+  fFileName = OpenNewFile(*fpStorage, fFolder, kSharedPrefix, settings);
 }
 
 QxViewSetManager::~QxViewSetManager() {
@@ -181,11 +192,12 @@ void QxViewSetManager::WriteBufferToFile(QxViewBuffer* buffer, int view) {
   Require(!fWriteFailed && buffer->GetItemSize() == fViews[slot].itemSize,
           QxUtils_800::FileWriteError);
   MakeRoom(fIndex[slot]);
-  const int bytes = static_cast<int>(buffer->GetItemSize() * buffer->GetSize());
+  const long items = buffer->GetSize();
+  const int bytes = static_cast<int>(items * buffer->GetItemSize());
   fWriteFailed = true;  // until proven otherwise: an engine's storage may throw
   Require(fpStorage->Write(buffer->GetBuffer(), bytes) == bytes, QxUtils_800::FileWriteError);
   fWriteFailed = false;
-  UpdateIndex(view, buffer->GetSize());
+  UpdateIndex(view, items);
   buffer->Reset();
 }
 
@@ -205,7 +217,7 @@ void QxViewSetManager::Split() {
 
 void QxViewSetManager::MakeViewFile(std::size_t view) {
   fFiles[view] = NewStorage(fSettings);
-  OpenNewFile(*fFiles[view], kViewPrefix, fSettings);
+  OpenNewFile(*fFiles[view], fFolder, kViewPrefix, fSettings);
   for (const Segment& segment : fIndex[view]) CopySegment(view, segment);
   Require(fFiles[view]->Close(), QxUtils_800::FileWriteError);
 }

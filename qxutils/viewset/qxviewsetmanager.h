@@ -33,16 +33,22 @@ struct ViewInfo {
 // writing, raw, without a header. One file is open while writing, two at most during the last
 // Close.
 //
-// Files lie in the settings' temporary folder. With the library's own storage (no storagePrototype)
-// each is created exclusively, readable by its owner alone; the shared file is removed by the last
-// Close, a view file by the destructor unless GetFile handed it out, and a file that can't be
-// opened after its creation at once. A set that is destroyed before its last Close succeeds leaves
-// its shared file behind. Files that the set did not create are never removed. With an
-// engine-supplied storage no file is created, tested or removed by the library.
+// Files lie in the settings' temporary folder (a relative one is taken as it is when the set is
+// made): the shared file with the prefix "qxfBIG", the view files with "qxf", all with the
+// extension "tmp". With the library's own storage (no storagePrototype) each is created
+// exclusively, readable by its owner alone; the shared file is removed by the last Close, a view
+// file by the destructor unless GetFile handed it out, and a file that can't be opened after its
+// creation at once. A set that is destroyed before its last Close succeeds, or that has no views,
+// leaves its shared file behind: work in a folder of your own (CreateTempSubDirectory) and remove
+// it whole. Files that the set did not create are never removed, provided that nobody else may
+// rename or remove files in the folder. With an engine-supplied storage no file is created or
+// removed by the library, and the names given to Open may repeat within a set, since nothing stands
+// on disk under them: tell such storages apart by their sequence ids.
 //
-// Failures of files are QxUtilsException with one of the four texts, want of memory is
-// std::bad_alloc. After a failed write to the shared file, or a failed last Close, the set can only
-// be destroyed.
+// Failures of files are QxUtilsException with one of the four texts. After a failed write to the
+// shared file, an exception of an engine's own storage (which passes through) or a failed last
+// Close, the set can only be destroyed. Want of memory is std::bad_alloc; thrown by Write it
+// changes nothing, so that the call may be made again.
 //
 // A set, its buffers and its storages are used by one thread at a time; sets are independent of
 // each other. `settings` must outlive the set. Not copyable.
@@ -64,8 +70,8 @@ class QXUTILS_EXPORT QxViewSetManager {
   QxViewSetManager(const QxViewSetManager&) = delete;
   QxViewSetManager& operator=(const QxViewSetManager&) = delete;
 
-  // The view's buffer, which stays the manager's. Null for an unknown view, or when `itemSize` is
-  // not the view's own.
+  // The view's buffer, which stays the manager's; the last Close overwrites its bytes. Null for an
+  // unknown view, or when `itemSize` is not the view's own.
   QxViewBuffer* GetViewBuffer(int view, int itemSize);
 
   // Writes the view's buffer out to the shared file now. Does nothing for a view that is unknown,
@@ -82,9 +88,10 @@ class QXUTILS_EXPORT QxViewSetManager {
   // was to be had, FileSeekError and FileReadError when the shared file can't be read.
   int Close(int view);
 
-  // The view's file as a closed storage, which is the caller's from here on, as is the file it
-  // names. Null for an unknown view, before the last Close has succeeded, and when it was handed
-  // out before.
+  // The view's file as a closed storage, which is the caller's from here on, as is the file that
+  // its GetFileName names: read it with a BinFileIterator on that name or Open it with mode 0, and
+  // remove it. Null for an unknown view, before the last Close has succeeded, and when it was
+  // handed out before.
   TempFileStorage* GetFile(int view);
 
   // Whether every view is closed; true for a set without views.
@@ -100,8 +107,11 @@ class QXUTILS_EXPORT QxViewSetManager {
   // Does nothing when `buffer` is null or the view is unknown, closed or without a buffer of its
   // own.
   //
-  // Throws FileWriteError, with buffer and index unchanged, when not every byte could be written,
-  // when an earlier write of the set failed, or when the buffer's item size is not the view's.
+  // Throws FileWriteError, with buffer and index unchanged, when not every byte could be written or
+  // an earlier write of the set failed, and also, with nothing spoiled, when the buffer's item size
+  // is not the view's. Throws std::bad_alloc before anything is written. REQUIRES: the buffer holds
+  // no more items than the view's own can (not checked here; the last Close then throws
+  // FileReadError).
   void WriteBufferToFile(QxViewBuffer* buffer, int view);
 
  private:
@@ -112,7 +122,7 @@ class QXUTILS_EXPORT QxViewSetManager {
   QXUTILS_LOCAL void MakeViewFile(std::size_t view);
   QXUTILS_LOCAL void CopySegment(std::size_t view, const Segment& segment);
 
-  long fBufferMemory;  // bytes
+  [[maybe_unused]] long fBufferMemory;  // bytes
   std::vector<ViewInfo> fViews;
   const Arbex_800::EnvironmentSettings& fSettings;
   std::unique_ptr<TempFileStorage> fpStorage;           // of the shared file
@@ -125,6 +135,7 @@ class QXUTILS_EXPORT QxViewSetManager {
   std::vector<bool> fClosed;                 // per view
   std::size_t fNumOpen = 0;                  // views that are not closed
   bool fWriteFailed = false;                 // the shared file's end is unknown
+  std::string fFolder;                       // of the files; absolute where names are used again
   bool fComplete = false;                    // the last Close has succeeded
 };
 
