@@ -4,8 +4,9 @@
 declare -A PACKAGES=(
   [build]="g++ cmake make"
   [examples]="libcli11-dev libcsv-dev libfmt-dev"
-  [tests]="binutils libgtest-dev locales"
+  [tests]="binutils libboost-dev libgtest-dev locales"
   [checks]="clang-format-14 clang-tidy-14 shellcheck"
+  [fuzz]="clang-14 libclang-rt-14-dev"
 )
 
 need() {

@@ -1,0 +1,39 @@
+#include "qxutils/config/qxconfigfile.h"
+
+#include <ostream>
+
+#include "qxutils/config/qxconfigfile_internal.h"
+
+namespace tree_800 {
+
+QxConfigFile::QxConfigFile(const std::string& path) : fStream(path) {
+  if (!fStream.is_open()) return;
+  // std::getline keeps every exception to itself, want of memory too, unless the mask has the bad
+  // bit. A failed read then comes out as well, and only that one ends the reading in peace.
+  fStream.exceptions(std::ios::badbit);
+  try {
+    ReadPairs();
+  } catch (const std::ios_base::failure&) {
+  }
+  fStream.exceptions(std::ios::goodbit);
+}
+
+QxConfigFile::~QxConfigFile() = default;
+
+std::string QxConfigFile::Read(const std::string& key) {
+  const auto pair = fPairs.find(key);
+  return pair == fPairs.end() ? std::string() : pair->second;
+}
+
+void QxConfigFile::ReadPairs() {
+  std::string key;
+  std::string value;
+  while (std::getline(fStream, key, '=') && std::getline(fStream, value)) fPairs[key] = value;
+}
+
+std::ostream& operator<<(std::ostream& os, QxConfigFile& file) {
+  for (const auto& [key, value] : file.fPairs) os << key << " " << value << std::endl;
+  return os;
+}
+
+}  // namespace tree_800

@@ -1,0 +1,17 @@
+// Not installed: how the library prints the pairs of a configuration file.
+#ifndef QXUTILS_CONFIG_QXCONFIGFILE_INTERNAL_H
+#define QXUTILS_CONFIG_QXCONFIGFILE_INTERNAL_H
+
+#include <iosfwd>
+
+#include "qxutils/config/qxconfigfile.h"
+
+namespace tree_800 {
+
+// Prints each pair as key, blank, value and std::endl, in ascending byte order of the keys, and
+// gives `os`. This is not the file's syntax: it can't be read back.
+std::ostream& operator<<(std::ostream& os, QxConfigFile& file);
+
+}  // namespace tree_800
+
+#endif
