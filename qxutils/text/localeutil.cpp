@@ -20,9 +20,9 @@ constexpr std::size_t kDefaultBytes = 32;  // the longest text of the default fo
 constexpr std::size_t kPrintBytes = 128;
 constexpr std::size_t kDateBytes = 32;  // a year of 10 digits makes 26
 
-constexpr int kSecondsPerMinute = 60;
+constexpr long kSecondsPerMinute = 60;
 constexpr int kMinutesPerHour = 60;
-constexpr unsigned long kSecondsPerDay = 86400;
+constexpr long kSecondsPerDay = 86400;
 constexpr double kEndOfDates = 67767988452912000.0;  // 1 January 2147483648
 constexpr std::size_t kMonthBytes = 3;
 constexpr char kMonths[] = "JANFEBMARAPRMAYJUNJULAUGSEPOCTNOVDEC";
@@ -85,10 +85,14 @@ std::string PrintDefault(double value) {
 // False for NaN too. Below the end every date-time fits a long, and its year an int.
 bool IsDate(double value) { return value >= 0.0 && value < kEndOfDates; }
 
-// The seconds are divided as integers, so that no day comes early whatever the rounding direction;
-// as unsigned ones, which are divided faster. Through long, since that is one instruction.
-unsigned long WholeSeconds(double date) {
-  return static_cast<unsigned long>(static_cast<long>(date));
+long WholeDays(double date) {
+  return static_cast<long>(date / static_cast<double>(kSecondsPerDay));
+}
+
+// fmod(value, divisor) of a date, many times faster than fmod: in integers and one exact sum.
+double Remainder(double value, long divisor) {
+  const long whole = static_cast<long>(value);
+  return static_cast<double>(whole % divisor) + (value - static_cast<double>(whole));
 }
 
 char* PutTwoDigits(char* to, int number) {
@@ -137,8 +141,8 @@ std::string ReplaceSep(double value, const char* format) {
 // 2312163 quarter days lie between the algorithm's day 0 and 14 October 1582.
 bool vexaConvertVEXADate(int* day, int* month, int* year, double value) {
   if (!IsDate(value)) return false;
-  const unsigned long quarterDays = 4 * (WholeSeconds(value) / kSecondsPerDay) + 2312163;
-  const unsigned long century = quarterDays / 146097;
+  const long quarterDays = 4 * WholeDays(value) + 2312163;
+  const long century = quarterDays / 146097;
   const int ofCentury = 4 * static_cast<int>(quarterDays % 146097 / 4) + 3;
   const int yearOfCentury = ofCentury / 1461;
   const int dayOfYear = (ofCentury % 1461 + 4) / 4;  // from 1
@@ -153,13 +157,12 @@ bool vexaConvertVEXADate(int* day, int* month, int* year, double value) {
 
 bool vexaConvertVEXATime(long* days, int* hours, int* minutes, double* seconds, double value) {
   if (!IsDate(value)) return false;
-  // In integers and one exact sum; fmod gives the same value, many times slower.
-  const unsigned long whole = WholeSeconds(value);
-  const int secondOfDay = static_cast<int>(whole % kSecondsPerDay);
-  *days = static_cast<long>(whole / kSecondsPerDay);
-  *seconds = secondOfDay % kSecondsPerMinute + (value - static_cast<double>(whole));
-  *minutes = secondOfDay / kSecondsPerMinute % kMinutesPerHour;
-  *hours = secondOfDay / kSecondsPerMinute / kMinutesPerHour;
+  *days = WholeDays(value);
+  *seconds = Remainder(value, kSecondsPerMinute);
+  const int minuteOfDay =
+      static_cast<int>(Remainder(value, kSecondsPerDay) / static_cast<double>(kSecondsPerMinute));
+  *minutes = minuteOfDay % kMinutesPerHour;
+  *hours = minuteOfDay / kMinutesPerHour;
   return true;
 }
 
