@@ -6,28 +6,27 @@
 namespace qxg_800 {
 namespace {
 
-// One multiplicative congruential generator: a state word times `multiplier`, modulo `modulus`.
+// One multiplicative congruential generator: a state word times `multiplier`, modulo `modulus`,
+// which is a prime a little below 2^31.
 struct Component {
-  constexpr Component(long m, long a)
-      : modulus(m), multiplier(a), quotient(m / a), remainder(m % a) {}
-
-  // Schrage's method: nothing in between leaves the range of the modulus. REQUIRES: `word` is from
-  // 1 to modulus - 1, as the result is.
+  // The word after `word`, both from 1 to modulus - 1. What Schrage's method gives, without its
+  // division: modulo the modulus 2^31 equals 2^31 - modulus, so the product's upper part is folded
+  // onto its lower one.
   long Step(long word) const {
-    const long k = word / quotient;
-    const long next = multiplier * (word - k * quotient) - k * remainder;
-    return next < 0 ? next + modulus : next;
+    constexpr int kFoldBits = 31;
+    constexpr long kFold = 1L << kFoldBits;
+    const long product = multiplier * word;
+    const long folded = (product & (kFold - 1)) + (product >> kFoldBits) * (kFold - modulus);
+    return folded < modulus ? folded : folded - modulus;
   }
 
   long modulus;
   long multiplier;
-  long quotient;
-  long remainder;
 };
 
 // The constants of L'Ecuyer's publication.
-constexpr Component kFirst(2147483563, 40014);
-constexpr Component kSecond(2147483399, 40692);
+constexpr Component kFirst{2147483563, 40014};
+constexpr Component kSecond{2147483399, 40692};
 
 constexpr double kTrialScale = 9000000.0;
 
@@ -39,6 +38,24 @@ long StartWord(long seed) {
   return word > 0 ? word : word + kSecond.modulus;
 }
 
+double Uniform(long z) { return static_cast<double>(z) / static_cast<double>(kFirst.modulus); }
+
+// The first z whose uniform number is not below `p`: trials compare whole numbers instead of
+// dividing.
+long FirstNotBelow(double p) {
+  long from = 1;
+  long to = kFirst.modulus;
+  while (from < to) {
+    const long middle = (from + to) / 2;
+    if (Uniform(middle) < p) {
+      from = middle + 1;
+    } else {
+      to = middle;
+    }
+  }
+  return from;
+}
+
 }  // namespace
 
 Randomizer::Randomizer(long seed, double p, bool returnSelected)
@@ -48,15 +65,10 @@ Randomizer::Randomizer(long seed, double p, bool returnSelected)
       fProbability(p),
       fReturnSelected(returnSelected),
       fTrialLimit(p * kTrialScale * (1.0 - p)),
-      fStartSeed2(fSeed2) {}
+      fStartSeed2(fSeed2),
+      fFirstNotSelected(FirstNotBelow(p)) {}
 
-double Randomizer::GetUniformRand() {
-  fSeed1 = kFirst.Step(fSeed1);
-  fSeed2 = kSecond.Step(fSeed2);
-  long z = fSeed1 - fSeed2;
-  z += z < 1 ? kFirst.modulus - 1 : 0;
-  return static_cast<double>(z) / static_cast<double>(kFirst.modulus);
-}
+double Randomizer::GetUniformRand() { return Uniform(Draw()); }
 
 void Randomizer::Reset() {
   fSeed1 = INITSEED1;
@@ -71,12 +83,20 @@ double Randomizer::GetRandomFreq(double freq) {
     long selected = 0;
     double t = 0.0;
     do {
-      selected += GetUniformRand() < fProbability;  // no branch: it would be mispredicted
+      selected += Draw() < fFirstNotSelected;
       t += 1.0;
     } while (freq > t);
     n = static_cast<double>(selected);
   }
   return fReturnSelected ? n : freq - n;
+}
+
+long Randomizer::Draw() {
+  fSeed1 = kFirst.Step(fSeed1);
+  fSeed2 = kSecond.Step(fSeed2);
+  const long z = fSeed1 - fSeed2;
+  // By the sign bit and not by a branch, which would be mispredicted half of the time.
+  return z + (((z - 1) >> 63) & (kFirst.modulus - 1));
 }
 
 }  // namespace qxg_800

@@ -46,6 +46,9 @@ class QXUTILS_EXPORT Randomizer {
   double GetRandomFreq(double freq);
 
  private:
+  // The next number times 2147483563.
+  QXUTILS_LOCAL long Draw();
+
   static constexpr long INITSEED1 = 314159;  // first state word at the start, for every seed
 
   [[maybe_unused]] long fSeed;  // as it was given
@@ -55,6 +58,7 @@ class QXUTILS_EXPORT Randomizer {
   bool fReturnSelected;         // false: GetRandomFreq gives the number not selected
   double fTrialLimit;           // greatest frequency that is drawn case by case
   long fStartSeed2;             // second state word at the start
+  long fFirstNotSelected;       // of what Draw gives: a trial succeeds below it
 };
 
 }  // namespace qxg_800

@@ -31,7 +31,9 @@ int NimbTempFileStorage::Read(char* data, int length) {
 
 int NimbTempFileStorage::Write(const char* data, int length) {
   if (fIsFile) return fpFile ? fpFile->Write(data, length) : 0;
-  return fpVirtualFile ? fpVirtualFile->Write(data, length) : 0;
+  // A direct call in place of a second virtual one: no other class is ever held here.
+  auto* view = static_cast<IOBinVirtualFile*>(fpVirtualFile.get());
+  return view ? view->Write(data, length) : 0;
 }
 
 bool NimbTempFileStorage::Seek(long position) { return fpFile && fpFile->Seek(position); }

@@ -12,6 +12,7 @@ IOBinVirtualFile::~IOBinVirtualFile() = default;
 
 int IOBinVirtualFile::Write(const char* data, int length) {
   if (!fpBuffer) return -1;
+  if (fpBuffer->StoreItem(data, length)) return length;
   if (fpBuffer->IsFull()) {
     fManager.Write(fView);
     if (fpBuffer->IsFull()) return -1;  // of capacity 0, or not this view's

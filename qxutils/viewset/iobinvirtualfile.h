@@ -16,7 +16,7 @@ class QxViewSetManager;
 // its manager is.
 //
 // Field order is part of the binary interface.
-class QXUTILS_EXPORT IOBinVirtualFile : public IOBinFileWriter {
+class QXUTILS_EXPORT IOBinVirtualFile final : public IOBinFileWriter {
  public:
   // `buffer` is what the manager's GetViewBuffer gives for `view`; with null every Write gives -1.
   // Manager and buffer must outlive the writer.
