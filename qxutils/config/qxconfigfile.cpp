@@ -1,13 +1,20 @@
 #include "qxutils/config/qxconfigfile.h"
 
+#include <cerrno>
+#include <new>
 #include <ostream>
 
 #include "qxutils/config/qxconfigfile_internal.h"
 
 namespace tree_800 {
 
-QxConfigFile::QxConfigFile(const std::string& path) : fStream(path) {
-  if (!fStream.is_open()) return;
+QxConfigFile::QxConfigFile(const std::string& path) {
+  errno = 0;
+  fStream.open(path);
+  if (!fStream.is_open()) {
+    if (errno == ENOMEM) throw std::bad_alloc();
+    return;
+  }
   // std::getline keeps every exception to itself, want of memory too, unless the mask has the bad
   // bit. A failed read then comes out as well, and only that one ends the reading in peace.
   fStream.exceptions(std::ios::badbit);

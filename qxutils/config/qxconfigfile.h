@@ -22,13 +22,13 @@ namespace tree_800 {
 // keys the last one counts. A value needs no line break behind it at the end of the file, unless it
 // is empty: a file that ends in '=' has no pair there.
 //
-// The file stays open, and the pairs are held, as long as the object lives. Not copyable. Made by
-// one thread; any number of threads may then call Read.
+// The file stays open (programs that the process starts inherit it) and the pairs are held as long
+// as the object lives. Not copyable. Made by one thread; any number of threads may then call Read.
 class QXUTILS_EXPORT QxConfigFile {
  public:
   // Reads the file at `path`, which ends at its first zero byte. There are no pairs when it can't
   // be opened or is a folder, and those before the failure when it can't be read to its end:
-  // neither is told. Throws std::bad_alloc when there is no memory for all pairs.
+  // neither is told. Throws std::bad_alloc when there is no memory for the file or for all pairs.
   explicit QxConfigFile(const std::string& path);
 
   ~QxConfigFile();
@@ -40,7 +40,7 @@ class QXUTILS_EXPORT QxConfigFile {
   std::string Read(const std::string& key);
 
  private:
-  // The library's own, not exported.
+  // The library's own: not exported, so that a use elsewhere does not link.
   friend std::ostream& operator<<(std::ostream& os, QxConfigFile& file);
 
   QXUTILS_LOCAL void ReadPairs();

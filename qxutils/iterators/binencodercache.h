@@ -36,8 +36,9 @@ class QXUTILS_EXPORT BinEncoderCache {
 
   virtual ~BinEncoderCache();
 
-  // Adds the weight rec[1], of any sign, to the total of the value rec[0]. A value that is new, be
-  // its weight 0, gets an entry. -0.0 and 0.0 are one value, whose sign is that of the first one.
+  // Adds the weight rec[1], of any sign, to the total of the value rec[0]; a weight that is not
+  // finite leaves the total so. A value that is new, be its weight 0, gets an entry. -0.0 and 0.0
+  // are one value, whose sign is that of the first one.
   //
   // Does nothing when `rec` is null or the value is not a number. REQUIRES: else `rec` points to
   // two doubles (not checked).

@@ -59,7 +59,11 @@ void CharArray::SetData(char* data, int length) {
 
 void CharArray::Cleanup() { fpChar.reset(); }
 
-char& CharArray::operator[](int i) const { return fpChar[static_cast<std::size_t>(i)]; }
+char& CharArray::operator[](int i) const {
+  thread_local char
+      nothing;  // of an array without bytes, so that what Cleanup left is safe to touch
+  return fpChar ? fpChar[static_cast<std::size_t>(i)] : nothing = '\0';
+}
 
 char* CharArray::AsPChar() const { return fpChar.get(); }
 

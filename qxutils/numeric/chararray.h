@@ -39,11 +39,11 @@ class QXUTILS_EXPORT CharArray {
   void SetData(char* data, int length);
 
   // Releases the bytes early; GetNumElements gives what it gave before. Until the next SetData or
-  // assignment AsPChar gives null.
+  // assignment AsPChar gives null, and a copy is made as if by SetData with null and that length.
   void Cleanup();
 
-  // Byte `i`. REQUIRES: 0 <= i < GetNumElements(), and no Cleanup since the bytes were set (not
-  // checked).
+  // Byte `i`, which can be written through a const array too; after Cleanup a byte that is
+  // nobody's. REQUIRES: 0 <= i < GetNumElements() (not checked).
   char& operator[](int i) const;
 
   // The bytes, which stay the array's, valid until the length changes; null when there are none.

@@ -12,12 +12,15 @@ namespace qxg_800 {
 //
 // Weights count cases: a value of weight 3 is the same as three values of weight 1. Neither values
 // nor weights are checked. A value that is not a number leaves minimum and maximum alone and makes
-// mean and standard deviation NaN. Adding a value with which the total weight is 0, as it is after
-// a first value of weight 0, leaves mean and standard deviation not finite for good.
+// mean and standard deviation NaN, as an infinite one does to the standard deviation: leave missing
+// values out. Deviations whose squares a double can't hold do the same, and negative weights may.
+// Adding a value with which the total weight is 0, as it is after a first value of weight 0, leaves
+// mean and standard deviation not finite for good.
 //
 // The deviation is kept up to date by the method of D. H. D. West, "Updating mean and variance
 // estimates: an improved method", Communications of the ACM 22(9), 1979, which loses little when it
-// is small against the mean.
+// is small against the mean; the mean itself is updated by its formula and takes up a rounding with
+// each value.
 //
 // A statistic that was not selected reads as the system-missing value, which is positive infinity.
 //
@@ -61,7 +64,8 @@ class QXUTILS_EXPORT QxStatistics {
   // Adds a value. Constant time, no allocation.
   //
   // A value up to 1e-12 above the minimum becomes the minimum; one has to be more than 1e-12 above
-  // the maximum to become the maximum. Both go by the value alone, whatever its weight.
+  // the maximum to become the maximum; so a minimum may creep up with values that each lie that
+  // close above the one before. Both go by the value alone, whatever its weight.
   void AddValue(double value, double weight);
 
   // The steps of AddValue, which calls them in this order and adds the weight to the total last.

@@ -37,12 +37,13 @@ class QXUTILS_EXPORT Randomizer {
 
   // How many of `freq` cases fall into the sample (or, see the constructor, don't).
   //
-  // Cases are drawn one by one, a number each and a fraction counted as a whole case, up to a
-  // frequency of 9000000 * p * (1 - p); above that the result is the expected count freq * p,
-  // rounded half up, and nothing is drawn. A frequency that is 0, negative or not a number selects
-  // nothing and draws nothing, and so does, whatever the frequency, a `p` that is not a number. A
-  // `p` outside 0 to 1 is not checked: the expected count is given then, be it beyond the
-  // frequency or not a number.
+  // Cases are drawn one by one, a number each and a fraction counted as a whole case (so that more
+  // than `freq` may be selected, and fewer than none not), up to a frequency of 9000000 * p * (1 -
+  // p); above that the result is the expected count freq * p, rounded half up, and nothing is
+  // drawn. A frequency that is 0, negative or not a number selects nothing and draws nothing, and
+  // so does, whatever the frequency, a `p` that is not a number. A `p` outside 0 to 1 is not
+  // checked: the expected count of a frequency above its negative limit is given then, be it beyond
+  // the frequency, negative or not a number.
   double GetRandomFreq(double freq);
 
  private:

@@ -2,6 +2,7 @@
 #define QXUTILS_TEXT_LOCALEUTIL_H
 
 #include <string>
+#include <type_traits>
 
 #include "qxutils/export.h"
 
@@ -28,10 +29,10 @@ QXUTILS_EXPORT std::string GetDecimalCharacter();
 // What stands between the items of a list: always ",", even where that is the decimal point.
 QXUTILS_EXPORT std::string GetListSeparator();
 
-// `value` as printf prints it with `format`, in any number of characters: under the current locale
-// when `useLocale` is true, else with a full stop as decimal point and without grouping, under
-// every locale. The rounding direction (fesetround) is heeded. Infinity and what is not a number
-// give "inf", "-inf", "nan" and "-nan".
+// `value` as printf prints it with `format`, in any number of characters that an int can count:
+// under the current locale when `useLocale` is true, else with a full stop as decimal point and
+// without grouping, under every locale. The rounding direction (fesetround) is heeded. Infinity and
+// what is not a number give "inf", "-inf", "nan" and "-nan" (capitals with %G, %F and %E).
 //
 // A null `format` stands for the default one. REQUIRES: the format holds exactly one conversion, of
 // one double: %g, %f, %e or the like, with any flags, width and precision (not checked).
@@ -40,6 +41,10 @@ QXUTILS_EXPORT std::string Format(double value, bool useLocale, const char* form
 // `value` as a double in the default format under the current locale, so that from 10^15 on it is
 // rounded to 15 digits: "1.23456789012346e+15".
 QXUTILS_EXPORT std::string Format(long value);
+
+// A lone floating-point number would be cut to a long without a word.
+template <class Number, std::enable_if_t<std::is_floating_point_v<Number>, int> = 0>
+std::string Format(Number value) = delete;
 
 // The text of a date-time in a rule: "01-JAN-1970 13:05:59". `value` counts seconds since 14
 // October 1582, 00:00:00, in the Gregorian calendar, without time zone or leap seconds; a fraction
