@@ -1,7 +1,5 @@
 #!/usr/bin/env bash
-# Compares the symbols that a shared library exports with a list: exports.sh LIBRARY LIST.
-# What a build adds by itself is left out: the sanitizers' own, and the vtables and type names of the host
-# library's inline classes, which every user of them has.
+# Compares what a library exports, less what each build of its own adds, with a list: exports.sh LIBRARY LIST
 set -euo pipefail
 nm --dynamic --defined-only --demangle "$1" | cut -d' ' -f3- |
   grep -Ev '^__odr_asan|(vtable|typeinfo|typeinfo name) for Arbex_800::' |

@@ -1,59 +1,40 @@
-#include <climits>
-#include <fstream>
-
+#include "qxutils/iterators/binencodercache.h"
 #include "qxutils/iterators/binfileiterator.h"
 #include "support.h"
 
-using namespace qxg_800;
-
-namespace {
-
 TEST(BinFileIterator, DeliversWholeRecordsOnly) {
   const TempFolder folder;
-  const EnvironmentSettings settings(folder.path);
+  const std::string path = folder / "file";
   const double doubles[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-  const struct {
-    int bytes, length, records;
-  } cases[] = {{96, 4, 3}, {0, 4, 0},        {80, 4, 2},      {31, 1, 3},
-               {32, 0, 0}, {32, INT_MIN, 0}, {32, INT_MAX, 0}};
-  for (const auto& c : cases) {
-    std::ofstream(folder / "file").write(reinterpret_cast<const char*>(doubles), c.bytes);
-    BinFileIterator iterator((folder / "file").c_str(), c.length, settings, -1);
-    double expected = 0;
-    for (int record = 0; record < c.records; ++record) {
-      ASSERT_EQ(iterator.HasMore(), 0) << c.length;
-      const auto* values = iterator.Next();
-      ASSERT_EQ(values->size, c.length);
-      for (int i = 0; i < values->size; ++i) EXPECT_EQ(values->data[i], expected++);
-      EXPECT_EQ(iterator.Next(), values) << "the same record again";
+  const int cases[][3] = {{96, 4, 12}, {0, 4, 0},        {80, 4, 8},      {31, 1, 3},
+                          {32, 0, 0},  {32, INT_MIN, 0}, {32, INT_MAX, 0}};
+  for (const auto& [bytes, length, values] : cases) {
+    std::ofstream(path).write(reinterpret_cast<const char*>(doubles), bytes);
+    BinFileIterator iterator(path.c_str(), length, folder.settings, -1);
+    std::vector<double> read;
+    while (iterator.HasMore() == 0) {
+      const auto* const record = iterator.Next();
+      read.insert(read.end(), record->data, record->data + length);
+      EXPECT_TRUE(iterator.Next() == record && record->size == length) << "the same one again";
     }
-    EXPECT_EQ(iterator.HasMore(), 1) << c.length;
-    EXPECT_EQ(iterator.Next(), nullptr);
+    EXPECT_EQ(read, std::vector<double>(doubles, doubles + values));
+    EXPECT_TRUE(iterator.HasMore() == 1 && !iterator.Next()) << length;
     iterator.CancelIteration();
     EXPECT_EQ(iterator.HasMore(), 2);
   }
-  EXPECT_TRUE(folder.Descriptors().empty());
-}
-
-TEST(BinFileIterator, TellsWhyThereIsNothingToRead) {
-  const EnvironmentSettings settings("");
-  for (const char* name : {"missing", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(BinFileIterator(name, 1, settings, -1).HasMore(), 1);
-  }
-  BinFileIterator nothing(nullptr, 1);
-  nothing.Init();
-  EXPECT_EQ(nothing.HasMore(), 3);
-  EXPECT_EQ(nothing.Next(), nullptr);
-  nothing.CancelIteration();
-  EXPECT_EQ(nothing.GetFailReason(), 2);
-  EXPECT_EQ(BinFileIterator("x", 1, settings, 0).HasMore(), 3) << "no such sequence id";
+  EXPECT_EQ(folder.Open(), 0);
+  EXPECT_EQ(BinFileIterator("missing", 1, folder.settings, -1).HasMore(), 1);
+  EXPECT_EQ(BinFileIterator(nullptr, 1, folder.settings, -1).HasMore(), 1);
+  EXPECT_EQ(BinFileIterator("x", 1, folder.settings, 0).HasMore(), 3) << "no such sequence id";
+  EXPECT_EQ(BinFileIterator(nullptr, 1).HasMore(), 3);
 }
 
 TEST(BinFileIterator, OwnsOnlyTheStorageThatItMade) {
   Engine engine;
-  EngineStorage given(engine.world);
+  EngineFile given;
   const double values[] = {1, 2, 3, 4};
-  given.Bytes().assign(reinterpret_cast<const char*>(values), sizeof values);
+  given.bytes->assign(reinterpret_cast<const char*>(values), sizeof values);
+  faults = {100};
   {
     BinFileIterator iterator(&given, 1);
     EXPECT_EQ(iterator.HasMore() + iterator.HasMore(), 0) << "the first record is passed over";
@@ -61,14 +42,72 @@ TEST(BinFileIterator, OwnsOnlyTheStorageThatItMade) {
     iterator.Init();
     EXPECT_EQ(iterator.Next()->data[0], 0);
   }
-  EXPECT_EQ(engine.world.operations, 2) << "two reads";
-  engine.registry.push_back(new EngineStorage(given));
-  engine.world.failAt = 4;  // clone, open
+  EXPECT_EQ(faults.left, 98) << "two reads";
+  engine.registry.push_back(new EngineFile(given));
+  faults = {2};  // clone, open
   EXPECT_EQ(BinFileIterator("", 4, engine.settings, 0).HasMore(), 1) << "though it could be read";
-  engine.world.failAt = 9;  // close, clone, open, read, close
+  faults = {4, true};  // clone, open, read, close
   EXPECT_EQ(BinFileIterator("", 4, engine.settings, 0).HasMore(), 0);
-  EXPECT_EQ(engine.world.failed, "close");
-  EXPECT_EQ(engine.world.live, 3);
+  EXPECT_EQ(faults.left, 0);
+  EXPECT_EQ(EngineFile::Living(), 3);
 }
 
-}  // namespace
+using Pairs = std::vector<std::pair<double, double>>;
+
+static void Update(BinEncoderCache& cache, const Pairs& pairs) {
+  for (auto [value, weight] : pairs) cache.update(std::vector{value, weight}.data());
+}
+
+// All pairs of the cache as it was before it also got `later`.
+static Pairs ReadAll(BinEncoderCache& cache, const Pairs& later = {}) {
+  const std::unique_ptr<Arbex_800::ADoubleRecordIterator> iterator(cache.createIterator());
+  Update(cache, later);
+  Pairs pairs;
+  while (iterator->GetFailReason() == 0 && iterator->HasMore() == 0 && iterator->HasMore() == 0) {
+    const double* const data = iterator->Next()->data;
+    pairs.emplace_back(data[0], data[1]);
+  }
+  EXPECT_TRUE(iterator->GetFailReason() == 1 && !iterator->Next());
+  return pairs;
+}
+
+TEST(BinEncoder, GivesDistinctValuesInOrderWithTheirTotalsAndDeepCopies) {
+  BinEncoderCache cache;
+  cache.update(nullptr);
+  EXPECT_TRUE(ReadAll(cache, {{2, 1}, {1, 3}, {-0.0, 0}, {NAN, 9}, {0.0, 3}}).empty());
+  Update(cache, {{INFINITY, 1}, {-INFINITY, -1}, {2, 0.5}, {1, -3}, {NAN, 9}, {1e-300, 0}});
+  const Pairs pairs = ReadAll(cache, {{2, 5}});
+  EXPECT_EQ(pairs, (Pairs{{-INFINITY, -1}, {0, 3}, {1e-300, 0}, {1, 0}, {2, 1.5}, {INFINITY, 1}}));
+  EXPECT_TRUE(std::signbit(pairs[1].first)) << "as it came first";
+
+  BinEncoderCache source, target;
+  Update(source, {{1, 1}, {2, 1}, {3, 1}});
+  Update(target, {{5, 5}});
+  const auto unchanged = [&] { EXPECT_EQ(ReadAll(target), (Pairs{{5, 5}})); };
+  EXPECT_EQ(FailEachAllocation([&] { delete target.createIterator(); }, unchanged), 3);
+  EXPECT_EQ(FailEachAllocation([&] { target = source; }, unchanged), 3);
+  const auto copied = [&] { EXPECT_EQ(ReadAll(source), ReadAll(target)); };
+  double rec[] = {4, 1};
+  EXPECT_EQ(FailEachAllocation([&] { source.update(rec); }, copied), 1);
+  EXPECT_EQ(ReadAll(target), (Pairs{{1, 1}, {2, 1}, {3, 1}}));
+}
+
+TEST(BinEncoder, AgreesWithAMapOnSortedRepeatedAndRandomValues) {
+  for (unsigned seed = 1; seed <= 50; ++seed) {
+    std::mt19937 random(seed);
+    const int distinct = seed % 10 == 0 ? 40000 : 700;
+    BinEncoderCache cache;
+    std::map<double, double> model;
+    double next = 0;
+    for (unsigned i = 0, kind = 0; i < 30000; ++i) {
+      if (random() % 500 == 0) kind = random() % 4;
+      const double drawn = static_cast<int>(random() >> 1) % distinct;
+      next += (kind == 0 ? 1 : -1) * std::fmod(drawn, 3);
+      const double value = kind < 2 ? next : kind == 2 ? drawn : -0.0 * std::fmod(drawn, 2);
+      Update(cache, {{value, 1 + kind}});
+      model[value] += 1 + kind;
+      if (i % 10000 == 0) cache = BinEncoderCache(cache);
+    }
+    EXPECT_EQ(ReadAll(cache), Pairs(model.begin(), model.end())) << "seed " << seed;
+  }
+}

@@ -1,116 +1,66 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <fstream>
-#include <thread>
-
-#include "libc_faults.h"
-#include "qxutils/platform/platformspecs_unix.h"
 #include "support.h"
 
-using namespace qxg_800;
+// The numbers that names are made with at present: process id and counter.
+static std::string Numbers() { return GenerateTempName(nullptr, nullptr, nullptr); }
 
-namespace {
-
-// The counter in a name of the form start, process id, counter, end.
-unsigned Counter(const std::string& name, const std::string& start, const std::string& end) {
-  char id[9];
-  std::snprintf(id, sizeof id, "%x", static_cast<unsigned>(getpid()));
-  const std::string head = start + id;
-  EXPECT_EQ(name.substr(0, head.size()), head);
-  EXPECT_EQ(name.substr(name.size() - end.size()), end);
-  return static_cast<unsigned>(std::stoul(name.substr(head.size()), nullptr, 16));
-}
-
-TEST(Platform, NamesAreMadeOfTheirParts) {
-  const std::string longFolder = "/nowhere/" + std::string(5000, 'x') + '/';
-  const struct {
-    const char *folder, *prefix, *extension, *start, *end;
-  } cases[] = {
-      {"/nowhere", "qxf", "tmp", "/nowhere/qxf", ".tmp"},
-      {"nowhere\\", "qxf", "tmp", "nowhere\\qxf", ".tmp"},
-      {nullptr, "qxf", "tmp", "qxf", ".tmp"},
-      {"", "qxf", "tmp", "qxf", ".tmp"},
-      {"/nowhere", nullptr, "", "/nowhere/", "."},
-      {longFolder.c_str(), "", nullptr, longFolder.c_str(), ""},
-  };
-  for (const auto& c : cases) {
-    const std::string name = GenerateTempName(c.folder, c.prefix, c.extension);
-    Counter(name, c.start, c.end);
-    EXPECT_EQ(name, GenerateTempName(c.folder, c.prefix, c.extension)) << "not reserved";
-  }
-}
-
-TEST(Platform, WhateverStandsAtANameTakesIt) {
+TEST(Platform, NamesAreMadeOfTheirPartsAndPassOverWhatStands) {
+  const std::string before = Numbers(), longFolder = "/nowhere/" + std::string(5000, 'x') + '/';
+  const char* const cases[][5] = {{"/nowhere", "qxf", "tmp", "/nowhere/qxf", ".tmp"},
+                                  {"nowhere\\", "qxf", "tmp", "nowhere\\qxf", ".tmp"},
+                                  {nullptr, "qxf", "tmp", "qxf", ".tmp"},
+                                  {"/nowhere", nullptr, "", "/nowhere/", "."},
+                                  {longFolder.c_str(), "", nullptr, longFolder.c_str(), ""}};
+  for (const auto& [folder, prefix, extension, start, end] : cases)
+    EXPECT_EQ(GenerateTempName(folder, prefix, extension), start + before + end);
   const TempFolder folder;
   const auto next = [&] { return GenerateTempName(folder.path.c_str(), "a", "b"); };
-  const unsigned first = Counter(next(), folder / "a", ".b");
   std::ofstream(next()).flush();
   EXPECT_EQ(mkfifo(next().c_str(), 0600), 0);
   EXPECT_EQ(symlink("nothing", next().c_str()), 0);
   EXPECT_EQ(mkdir(next().c_str(), 0700), 0);
-  const LibcFaults noDescriptors(1);
-  EXPECT_EQ(Counter(next(), folder / "a", ".b"), first + 4);
+  const std::string fifth = next(), id = (testing::Message() << std::hex << getpid()).GetString();
+  EXPECT_EQ(fifth, folder / "a" + Numbers() + ".b");
+  EXPECT_EQ(before.rfind(id, 0), 0U);
+  EXPECT_EQ(std::stoul(before.substr(id.size()), nullptr, 16) + 4,
+            std::stoul(Numbers().substr(id.size()), nullptr, 16));
+  faults.blind = true;  // the probe does not see what stands there
+  CreateTempSubDirectory(folder.path);
+  CreateTempSubDirectory(folder.path);
+  EXPECT_EQ(folder.Entries().size(), 6U);
+  faults = {};
 }
 
-TEST(Platform, FoldersAreTestedMadeAndRemoved) {
+TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   const TempFolder folder;
-  const std::string before = GetCurrentFolder();
-  EXPECT_EQ(before, std::filesystem::current_path());
-  std::ofstream(folder / "file").flush();
+  const std::string before = GetCurrentFolder(), path = folder / "text";
+  EXPECT_EQ(OpenFile(path, "rb"), -1);
+  const int files[] = {OpenFile(path, "wb"), OpenFile(path, "wb"), OpenFile(path, "anything")};
+  for (const int file : files) EXPECT_EQ(write(file, "text", 4), file == files[2] ? -1 : 4);
+  char text[9] = "";
+  EXPECT_EQ(read(files[2], text, sizeof text), 8);
+  for (const int file : files) close(file);
   EXPECT_TRUE(IsValidDirectory(folder.path));
-  for (const std::string& bad : {folder / "file", folder / "missing", std::string()}) {
+  for (const std::string& bad : {path, folder / "missing", std::string()})
     EXPECT_FALSE(IsValidDirectory(bad)) << bad;
-  }
-  EXPECT_EQ(GetCurrentFolder(), before);
-
+  EXPECT_EQ(before, fs::current_path());
   const mode_t mask = umask(0);
   const std::string made = CreateTempSubDirectory(folder.path);
   umask(mask);
-  Counter(made, folder / "qxd", "");
-  EXPECT_EQ(std::filesystem::status(made).permissions(), std::filesystem::perms(0774));
-  EXPECT_EQ(RemoveFolder(folder.path), -1);
-  EXPECT_EQ(errno, ENOTEMPTY);
-  std::filesystem::current_path(made);
-  EXPECT_EQ(CreateTempSubDirectory("missing").substr(0, 3), "qxd") << "in the working folder";
-  std::filesystem::current_path(before);
-  errno = 0;
-  EXPECT_EQ(CreateTempSubDirectory("/proc"), "");
-  EXPECT_NE(errno, 0);
-}
-
-TEST(Platform, ANameTakenBehindTheProbeIsPassedOver) {
-  const TempFolder folder;
-  LibcFaults faults;
-  faults.blind = true;
-  for (const std::size_t made : {1U, 2U, 3U}) {
-    CreateTempSubDirectory(folder.path);
-    EXPECT_EQ(folder.Entries().size(), made);
-  }
-}
-
-TEST(Platform, OpenFileAppendsOrReads) {
-  const TempFolder folder;
-  EXPECT_EQ(OpenFile(folder / "file", "rb"), -1);
-  int descriptor = -1;
-  for (const char* mode : {"wb", "wb", "anything"}) {
-    close(descriptor);
-    descriptor = OpenFile(folder / "file", mode);
-    EXPECT_EQ(write(descriptor, "text", 4), *mode == 'w' ? 4 : -1);
-  }
-  char text[9] = "";
-  EXPECT_EQ(read(descriptor, text, sizeof text), 8);
-  close(descriptor);
+  EXPECT_EQ(made, folder / "qxd" + Numbers());
+  EXPECT_EQ(fs::status(made).permissions(), fs::perms(0774));
+  EXPECT_TRUE(RemoveFolder(folder.path) == -1 && errno == ENOTEMPTY);
+  fs::current_path(made);
+  EXPECT_EQ(CreateTempSubDirectory("missing"), "qxd" + Numbers()) << "in the working folder";
+  fs::current_path(before);
+  EXPECT_TRUE(CreateTempSubDirectory("/proc").empty() && errno != ENOTEMPTY);
 }
 
 TEST(PlatformThreads, ShareAFolder) {
   const TempFolder folder;
-  const EnvironmentSettings settings(folder.path);
   std::vector<std::thread> threads;
   for (char mark = 'a'; mark < 'i'; ++mark) {
     threads.emplace_back([&, mark] {
-      ViewSet set(0, {1, 2}, settings);
+      ViewSet set(0, {{1, 0}, {2, 0}}, folder.settings);
       for (int item = 0; item < 200; ++item) set.Write(0, {mark});
       EXPECT_TRUE(set.Close(0) && set.Close(1));
       EXPECT_EQ(set.Take(0), std::string(200, mark));
@@ -120,5 +70,3 @@ TEST(PlatformThreads, ShareAFolder) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(folder.Entries().size(), 160U) << "every thread its own folders, and no file is left";
 }
-
-}  // namespace

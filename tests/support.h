@@ -1,174 +1,165 @@
-// What the tests share: a folder that vanishes, a storage as an engine would bring it, a view set.
+// What the tests share: failures on demand, a folder that vanishes, an engine's storage.
 #ifndef QXUTILS_TESTS_SUPPORT_H
 #define QXUTILS_TESTS_SUPPORT_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <climits>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <memory>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include <functional>
+#include <random>
+#include <thread>
 
+#include "qxutils/platform/platformspecs_unix.h"
 #include "qxutils/storage/tempfilestorage.h"
 #include "qxutils/storage/tempfilestoragemgr.h"
 #include "qxutils/viewset/qxviewbuffer.h"
 #include "qxutils/viewset/qxviewsetmanager.h"
 
+namespace fs = std::filesystem;
+using namespace qxg_800;
 using Arbex_800::EnvironmentSettings;
 using Level = EnvironmentSettings::CompressionLevel;
 
-struct TempFolder {
-  TempFolder() : path(std::filesystem::temp_directory_path() / "qxutils-test-XXXXXX") {
-    if (!mkdtemp(path.data())) throw std::runtime_error("no temporary folder");
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  std::string operator/(const std::string& name) const { return path + '/' + name; }
-  std::set<std::string> Entries() const {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      names.insert(entry.path().filename());
-    }
-    return names;
-  }
-  // The process's descriptors of files in this folder.
-  std::vector<int> Descriptors() const {
-    std::vector<int> open;
-    std::error_code gone;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-      const auto target = std::filesystem::read_symlink(entry.path(), gone);
-      if (target.parent_path() == path) open.push_back(std::stoi(entry.path().filename()));
-    }
-    return open;
-  }
-
-  std::string path;
-};
-
-// An engine that keeps its files in memory. The operation number `failAt` fails.
-struct World {
-  bool Fails(const char* operation) {
-    if (++operations != failAt) return false;
-    failed = operation;
-    if (throws) throw std::runtime_error(operation);
+// What fails: operation number `left` (0: none) of an engine's storages and of the C library.
+inline struct Faults {
+  bool Hit(const char* text) {
+    if (left == 0 || --left != 0) return false;
+    failed = throws ? "the engine's own" : "Error " + std::string(text);
+    errno = EIO;
+    if (throws) throw std::runtime_error(failed);
     return true;
   }
+  long left = 0;
+  bool throws = false;                   // by an exception
+  bool blind = false;                    // lstat sees nothing
+  std::string failed = "";               // the text of an operation that has failed
+  std::function<void()> afterOpen = {};  // called behind every fopen
+} faults;
 
-  std::map<std::string, std::string> files;
-  int live = 0;  // storage objects
-  int operations = 0;
-  int failAt = 0;
-  bool throws = false;  // fail by an exception of the engine's own
-  std::string failed;   // the operation that failed
+inline thread_local long allocationsLeft = 0;  // up to the one that fails; 0: none will, or it has
+
+// The text of the exception that `action` throws; an empty one when it throws none.
+template <class Action>
+std::string TextOf(Action action) {
+  try {
+    action();
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+// Fails each allocation of `action` in turn, with `check` behind each. Gives how many there were.
+template <class Action, class Check>
+long FailEachAllocation(Action action, Check check) {
+  for (long k = 1;; ++k) {
+    allocationsLeft = k;
+    const std::string text = TextOf(action);
+    if (std::exchange(allocationsLeft, 0) > 0) return k - 1;
+    EXPECT_EQ(text, "std::bad_alloc") << "allocation " << k;
+    check();
+  }
+}
+
+struct TempFolder {
+  ~TempFolder() { fs::remove_all(path); }
+  std::string operator/(const std::string& name) const { return path + '/' + name; }
+  using Iterator = fs::directory_iterator;
+  std::set<fs::path> Entries() const { return {Iterator(path), Iterator()}; }
+  // How many files of this folder are open; one that a child of the process inherits counts 100.
+  int Open() const {
+    int count = 0;
+    for (int fd = 0; fd < 64; ++fd) {
+      std::error_code closed;
+      const auto file = fs::read_symlink("/proc/self/fd/" + std::to_string(fd), closed);
+      if (file.parent_path() == path) count += fcntl(fd, F_GETFD) & FD_CLOEXEC ? 1 : 100;
+    }
+    return count;
+  }
+  std::string path = fs::canonical(fs::temp_directory_path()) / "qxutils-test-XXXXXX";
+  EnvironmentSettings settings{mkdtemp(path.data()) ? path : "no folder"};
 };
 
-struct EngineStorage : TempFileStorage {
-  explicit EngineStorage(World& theWorld) : world(theWorld) { ++world.live; }
-  EngineStorage(const EngineStorage& other)
-      : TempFileStorage(other), world(other.world), id(other.id) {
-    ++world.live;
-  }
-  ~EngineStorage() override { --world.live; }
-
-  // The library's names do not differ while nothing stands on disk: the sequence id does.
-  std::string& Bytes() { return world.files[name + '#' + std::to_string(id)]; }
-
-  bool Open(const std::string& newName, int mode, Level /*level*/) override {
+// A storage of an engine that keeps its files in memory; clones share one.
+struct EngineFile : TempFileStorage {
+  bool Open(const std::string& newName, int mode, Level level) override {
+    EXPECT_EQ(level, Level(5)) << "that of the settings";
     name = newName;
     position = 0;
-    if (mode != 0) std::ofstream(name) << Bytes().erase(0);
-    return !world.Fails("open");
+    if (mode != 0) std::ofstream(name) << bytes->erase(0);
+    return !faults.Hit("opening file");
   }
   int Read(char* data, int length) override {
-    if (length > 0 && world.Fails("read")) return length - 1;
-    const auto count = Bytes().copy(data, static_cast<unsigned>(length), position);
+    if (length > 0 && faults.Hit("reading from file")) return length - 1;
+    const auto count = bytes->copy(data, static_cast<unsigned>(length), position);
     position += count;
     return static_cast<int>(count);
   }
   int Write(const char* data, int length) override {
-    if (length > 0 && world.Fails("write")) return length - 1;
-    Bytes().append(data, static_cast<unsigned>(length));
+    if (length > 0 && faults.Hit("writing to file")) return length - 1;
+    bytes->append(data, static_cast<unsigned>(length));
     return length;
   }
-  bool Seek(long to) override {
-    position = static_cast<std::size_t>(to);
-    return !world.Fails("seek");
-  }
-  bool Close() override { return !world.Fails("close"); }
+  bool Seek(long to) override { return (position = to, !faults.Hit("seeking in file")); }
+  bool Close() override { return !faults.Hit("writing to file"); }
   const std::string& GetFileName() const override { return name; }
   int GetSeqId() const override { return id; }
   void SetSeqId(const int& newId) override { id = newId; }
-  TempFileStorage* Clone() override {
-    return world.Fails("make") ? nullptr : new EngineStorage(*this);
-  }
-  TempFileStorage* GetNewObj() override {
-    return world.Fails("make") ? nullptr : new EngineStorage(world);
-  }
+  TempFileStorage* Clone() override { return Made() ? new EngineFile(*this) : nullptr; }
+  TempFileStorage* GetNewObj() override { return Made() ? new EngineFile : nullptr; }
 
-  World& world;
+  static bool Made() { return !faults.Hit("opening file"); }
+  static long Living() { return all.use_count() - 1; }
+  static inline const auto all = std::make_shared<int>();
+  std::shared_ptr<int> one = all;
+  std::shared_ptr<std::string> bytes = std::make_shared<std::string>();
   std::string name;
   std::size_t position = 0;
   int id = -1;
 };
 
 struct Engine {
-  explicit Engine(const std::string& folder = "nowhere") : settings(folder) {
+  explicit Engine(const std::string& folder = "nowhere") : settings(folder, Level(5)) {
     settings.storagePrototype = &prototype;
     settings.storageRegistry = &registry;
   }
   ~Engine() {
-    for (TempFileStorage* clone : registry) delete clone;
+    for (const TempFileStorage* clone : registry) delete clone;
   }
-  World world;
-  EngineStorage prototype{world};
+  EngineFile prototype;
   std::vector<TempFileStorage*> registry;
   EnvironmentSettings settings;
 };
 
 // A view set with a writer for each view.
 struct ViewSet {
-  ViewSet(long memory, const std::vector<int>& itemSizes, const EnvironmentSettings& settings)
-      : sizes(itemSizes), manager(memory, Infos(itemSizes), settings) {
-    for (int view = 0; view < static_cast<int>(sizes.size()); ++view) {
-      auto* buffer = manager.GetViewBuffer(view, sizes[static_cast<unsigned>(view)]);
-      writers.push_back(std::unique_ptr<TempFileStorage>(
-          TempFileStorageMgr::instance().getObject(view, manager, buffer)));
+  ViewSet(long memory, const std::vector<ViewInfo>& views, const EnvironmentSettings& settings)
+      : manager(memory, views, settings), writers(views.size()) {
+    for (int view = 0; view < static_cast<int>(views.size()); ++view) {
+      QxViewBuffer* const buffer = manager.GetViewBuffer(view, views[view].itemSize);
+      writers[view].reset(TempFileStorageMgr::instance().getObject(view, manager, buffer));
     }
   }
-  static std::vector<qxg_800::ViewInfo> Infos(const std::vector<int>& itemSizes) {
-    std::vector<qxg_800::ViewInfo> infos;
-    for (const int size : itemSizes) infos.push_back({size, 0});
-    return infos;
-  }
-  TempFileStorage& Writer(int view) { return *writers[static_cast<unsigned>(view)]; }
   int Write(int view, const std::string& items) {
-    return Writer(view).Write(items.data(), static_cast<int>(items.size()));
+    return writers[view]->Write(items.data(), static_cast<int>(items.size()));
   }
-  bool Close(int view) { return Writer(view).Close(); }
-
+  bool Close(int view) { return writers[view]->Close(); }
   // Takes the view's file, reads it and removes it.
   std::string Take(int view) {
     const std::unique_ptr<TempFileStorage> file(manager.GetFile(view));
-    if (!file) return "no file";
-    const std::string name = file->GetFileName();
+    if (!file || !file->Open(file->GetFileName(), 0, Level(5))) return "no file";
     std::string bytes(1 << 16, '\0');
-    EXPECT_TRUE(file->Open(name, 0, Level(0)));
-    bytes.resize(static_cast<unsigned>(file->Read(bytes.data(), 1 << 16)));
-    std::filesystem::remove(name);
+    bytes.resize(file->Read(bytes.data(), 1 << 16));
+    fs::remove(file->GetFileName());
     return bytes;
   }
-
-  std::vector<int> sizes;
-  qxg_800::QxViewSetManager manager;
+  QxViewSetManager manager;
   std::vector<std::unique_ptr<TempFileStorage>> writers;
 };
 
