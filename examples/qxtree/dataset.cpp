@@ -1,16 +1,14 @@
-#include "qxtree/dataset.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstddef>
+#include <cmath>
 #include <cstdio>
-#include <stdexcept>
-#include <string_view>
 #include <utility>
 
-#include "qxtree/csvreader.h"
+#include "qxtree/qxtree.h"
 #include "qxutils/iterators/binfileiterator.h"
+#include "qxutils/numeric/randomizer.h"
+#include "qxutils/platform/qxutilsexception.h"
 #include "qxutils/storage/tempfilestoragemgr.h"
 #include "qxutils/viewset/qxviewsetmanager.h"
 
@@ -18,58 +16,99 @@ namespace qxtree {
 namespace {
 
 constexpr int kItemBytes = sizeof(double);
-constexpr long kRowsPerSample = 256;  // between two counts of the open files
+constexpr std::size_t kRowsPerPoll = 1 << 14;
 
 void Require(bool success, const char* otherwise) {
   if (!success) throw std::runtime_error(otherwise);
 }
 
-// Writes each cell, as it comes, to its column's view of one view set.
-class Importer : public CsvSink {
+std::size_t Find(const CsvRow& names, const std::string& name, const char* flag) {
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end())
+    throw UsageError(fmt::format("{}: there is no column '{}'", flag, name));
+  return static_cast<std::size_t>(found - names.begin());
+}
+
+// Writes each record, as it comes, to the views of one view set.
+class Importer {
  public:
-  Importer(long memory, const WorkFolder& folder) : fMemory(memory), fFolder(folder) {}
+  Importer(const Options& options, WorkFolder& folder)
+      : fOptions(options), fData(folder), fRandomizer(options.seed, options.holdout, true) {}
 
-  void Header(const std::vector<std::string>& names) override {
-    const std::vector<qxg_800::ViewInfo> views(names.size(), {kItemBytes, 0});
-    fpManager = std::make_unique<qxg_800::QxViewSetManager>(fMemory, views, fFolder.Settings());
-    for (const std::string& name : names) {
-      const int view = static_cast<int>(fViews.size());
-      qxg_800::QxViewBuffer* buffer = fpManager->GetViewBuffer(view, kItemBytes);
-      fViews.push_back(std::unique_ptr<TempFileStorage>(
-          TempFileStorageMgr::instance().getObject(view, *fpManager, buffer)));
-      fData.columns.emplace_back(name);
+  // The first one is the header.
+  void Take(const CsvRow& row) {
+    if (fData.columns.empty()) return TakeHeader(row);
+    for (std::size_t i = 0; i < row.size(); ++i) fItems[i] = fData.columns[i].Encode(row[i]);
+    DivideCases();
+    for (std::size_t view = 0; view < fItems.size(); ++view) {
+      const char* item = reinterpret_cast<const char*>(&fItems[view]);
+      Require(fViews[view]->Write(item, kItemBytes) == kItemBytes, "a view refused a value");
     }
-  }
-
-  void Cell(std::size_t column, std::string_view text) override {
-    const double value = fData.columns[column].Encode(text);
-    const char* item = reinterpret_cast<const char*>(&value);
-    Require(fViews[column]->Write(item, kItemBytes) == kItemBytes, "a view refused a value");
-  }
-
-  void EndRow() override {
-    if (++fData.rows % kRowsPerSample == 0) CountOpenFiles();
+    ++fData.rows;
   }
 
   // After the last row. The last close makes the files.
   Dataset Finish() {
-    CountOpenFiles();
+    fData.folder.CountOpenFiles();
     for (const auto& view : fViews) Require(view->Close(), "a view could not be closed");
-    for (int view = 0; fData.files.size() < fViews.size(); ++view) {
-      fData.files.push_back(ViewFile(fpManager->GetFile(view)));
-      Require(fData.files.back() != nullptr, "a view has no file");
+    fData.views.reserve(fViews.size());  // what GetFile gives has an owner at once
+    for (int view = 0; fData.views.size() < fViews.size(); ++view) {
+      fData.views.emplace_back(fpManager->GetFile(view));
+      Require(fData.views.back() != nullptr, "a view has no file");
     }
+    for (Column& column : fData.columns) column.MakeBins(fOptions.bins);
     return std::move(fData);
   }
 
  private:
-  void CountOpenFiles() { fData.openFiles = std::max(fData.openFiles, fFolder.CountOpenFiles()); }
+  void TakeHeader(const CsvRow& names) {
+    fData.training = names.size();
+    fData.heldOut = names.size() + 1;
+    fItems.resize(names.size() + 2);
+    fData.target = Find(names, fOptions.target, "--target");
+    fWeight = fOptions.weight.empty() ? names.size() : Find(names, fOptions.weight, "--weight");
+    if (fWeight == fData.target) throw UsageError("--weight: this column is the target");
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const bool isTarget = i == fData.target, isWeight = i == fWeight;
+      const Kind kind = isTarget ? Kind::Text : isWeight ? Kind::Number : Kind::Undecided;
+      fData.columns.emplace_back(names[i], kind, fOptions.distinct);
+      if (!isTarget && !isWeight) fData.inputs.push_back(i);
+    }
+    OpenViews();
+  }
 
-  const long fMemory;  // bytes
-  const WorkFolder& fFolder;
+  void OpenViews() {
+    const std::vector<qxg_800::ViewInfo> infos(fItems.size(), {kItemBytes, 0});
+    fpManager = std::make_unique<qxg_800::QxViewSetManager>(fOptions.memory, infos,
+                                                            fData.folder.Settings());
+    fViews.reserve(infos.size());
+    for (int view = 0; fViews.size() < infos.size(); ++view) {
+      qxg_800::QxViewBuffer* buffer = fpManager->GetViewBuffer(view, kItemBytes);
+      fViews.emplace_back(TempFileStorageMgr::instance().getObject(view, *fpManager, buffer));
+    }
+  }
+
+  void DivideCases() {
+    const double weight = fWeight < fData.columns.size() ? fItems[fWeight] : 1;
+    const bool hasWeight = std::isfinite(weight) && weight >= 0;
+    const bool hasTarget = std::isfinite(fItems[fData.target]);
+    fData.withoutWeight += !hasWeight;
+    fData.withoutTarget += !hasTarget;
+    const double cases = hasWeight && hasTarget ? weight : 0;
+    // Cases are drawn whole: a fraction of one may come out as more than there is.
+    const double heldOut = std::min(fRandomizer.GetRandomFreq(cases), cases);
+    fItems[fData.training] = cases - heldOut;
+    fItems[fData.heldOut] = heldOut;
+    for (const std::size_t i : fData.inputs) fData.columns[i].AddCases(fItems[i], cases - heldOut);
+  }
+
+  const Options& fOptions;
   Dataset fData;
+  qxg_800::Randomizer fRandomizer;
+  std::size_t fWeight = 0;                               // a column; none: their number
+  std::vector<double> fItems;                            // of the record, by view
   std::unique_ptr<qxg_800::QxViewSetManager> fpManager;  // null until the header is known
-  std::vector<std::unique_ptr<TempFileStorage>> fViews;  // per column; they use the manager
+  std::vector<std::unique_ptr<TempFileStorage>> fViews;  // they use the manager
 };
 
 }  // namespace
@@ -79,21 +118,34 @@ void RemoveFile::operator()(TempFileStorage* file) const {
   delete file;
 }
 
-Dataset ReadDataset(const std::string& path, long memory, const WorkFolder& folder) {
-  Importer importer(memory, folder);
-  ReadCsv(path, importer);
+Dataset ReadDataset(const Options& options, WorkFolder& folder) try {
+  Importer importer(options, folder);
+  ReadCsv(options.input, [&](const CsvRow& row) { importer.Take(row); });
   return importer.Finish();
+} catch (const qxg_800::QxUtilsException& error) {
+  throw std::runtime_error(
+      fmt::format("{} (temporary files under '{}')", error.what(), options.temp));
 }
 
-void ReadColumn(const TempFileStorage& file, long rows, const WorkFolder& folder,
-                const std::function<void(double)>& use) {
-  const std::string& name = file.GetFileName();
-  qxg_800::BinFileIterator records(name.c_str(), 1, folder.Settings(), file.GetSeqId());
-  long count = 0;
-  for (; records.HasMore() == 0; ++count) use(records.Next()->data[0]);
-  // An iteration also ends where a file can't be read.
-  if (count != rows)
-    throw std::runtime_error(fmt::format("{} of {} records read from '{}'", count, rows, name));
+void Scan(const Dataset& data, const std::vector<std::size_t>& views, const std::string& task,
+          const std::function<void(std::size_t, const double*)>& use) {
+  std::vector<std::unique_ptr<qxg_800::BinFileIterator>> iterators;
+  for (const std::size_t view : views) {
+    const TempFileStorage& file = *data.views[view];
+    iterators.push_back(std::make_unique<qxg_800::BinFileIterator>(
+        file.GetFileName().c_str(), 1, data.folder.Settings(), file.GetSeqId()));
+  }
+  data.folder.CountOpenFiles();
+  std::vector<double> values(views.size());
+  for (std::size_t row = 0; row < data.rows; ++row) {
+    for (std::size_t i = 0; i < views.size(); ++i) {
+      // An iteration also ends where a file can't be read.
+      Require(iterators[i]->HasMore() == 0, "records of a view are missing");
+      values[i] = iterators[i]->Next()->data[0];
+    }
+    use(row, values.data());
+    if (row % kRowsPerPoll == 0) Poll(fmt::format("{}: record {}", task, row));
+  }
 }
 
 }  // namespace qxtree

@@ -1,18 +1,15 @@
-// qxtree: turns a CSV file into columns on disk, one view of a view set each, and reads them back.
+// qxtree: grows a classification tree on a CSV file that may be larger than memory.
 #include <fmt/format.h>
+#include <sys/resource.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
-#include <exception>
+#include <filesystem>
 #include <new>
-#include <stdexcept>
-#include <string>
 
-#include "qxtree/dataset.h"
-#include "qxtree/options.h"
-#include "qxtree/report.h"
-#include "qxtree/workfolder.h"
-#include "qxutils/platform/qxutilsexception.h"
+#include "qxtree/qxtree.h"
+#include "qxutils/text/mbtoutf8_unix.h"
 
 namespace qxtree {
 namespace {
@@ -20,19 +17,38 @@ namespace {
 constexpr int kFailure = 1;
 constexpr int kWrongUse = 2;
 
-std::string Run(const Options& options) try {
-  WorkFolder folder(options.temp);
-  std::string report = Report(ReadDataset(options.input, options.memory, folder), folder);
-  folder.Remove();
-  return report;
-} catch (const qxg_800::QxUtilsException& error) {
-  throw std::runtime_error(
-      fmt::format("{} (temporary files under '{}')", error.what(), options.temp));
+void Write(const std::string& text, std::FILE* stream, const std::string& name) {
+  if (std::fputs(text.c_str(), stream) < 0 || std::fflush(stream) != 0)
+    throw fmt::system_error(errno, "cannot write to {}", name);
 }
 
-void Print(const std::string& text) {
-  if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
-    throw fmt::system_error(errno, "cannot write to standard output");
+std::string Effort(const Dataset& data) {
+  std::uintmax_t bytes = 0;
+  for (const ViewFile& view : data.views) bytes += std::filesystem::file_size(view->GetFileName());
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return fmt::format("peak memory {} KiB, temporary bytes {}, open temporary files {}\n",
+                     usage.ru_maxrss, bytes, data.folder.MostOpenFiles());
+}
+
+// Nothing is printed before the temporary files are gone: a reader of the output that leaves early
+// ends the program on the spot (SIGPIPE).
+void Run(const Options& options) {
+  WorkFolder folder(options.temp);
+  Dataset data = ReadDataset(options, folder);
+  const Tree tree = GrowTree(data, options);
+  const std::string effort = Effort(data);
+  data.views.clear();
+  folder.Remove();
+  Results results = Report(tree, data);
+  xmlu_800::UTF8ToMb(results.report, results.report);
+  Poll();
+  Write(results.report, stdout, "standard output");
+  Write(effort, stderr, "standard error");
+  if (options.dot.empty()) return;
+  const File file(std::fopen(options.dot.c_str(), "we"), std::fclose);
+  if (!file) throw fmt::system_error(errno, "cannot open '{}'", options.dot);
+  Write(results.dot, file.get(), options.dot);
 }
 
 int Complain(const char* what, int status) {
@@ -40,19 +56,31 @@ int Complain(const char* what, int status) {
   return status;
 }
 
+// Gives the exit status.
+int Main(int argc, char** argv) try {
+  const Options options = ParseOptions(argc, argv);
+  std::setlocale(LC_ALL, "");  // not before: the settings' numbers have a full stop
+  if (options.help.empty())
+    Run(options);
+  else
+    Write(options.help, stdout, "standard output");
+  return 0;
+} catch (const Interrupted&) {
+  return kFailure;
+} catch (const UsageError& error) {
+  return Complain(error.what(), kWrongUse);
+} catch (const std::bad_alloc&) {
+  return Complain("out of memory", kFailure);
+} catch (const std::exception& error) {
+  return Complain(error.what(), kFailure);
+}
+
 }  // namespace
 }  // namespace qxtree
 
-// Nothing is printed before the temporary files are gone: a reader of the output that leaves early
-// ends the program on the spot (SIGPIPE).
-int main(int argc, char** argv) try {
-  const qxtree::Options options = qxtree::ParseOptions(argc, argv);
-  qxtree::Print(options.help.empty() ? qxtree::Run(options) : options.help);
-  return 0;
-} catch (const qxtree::UsageError& error) {
-  return qxtree::Complain(error.what(), qxtree::kWrongUse);
-} catch (const std::bad_alloc&) {
-  return qxtree::Complain("out of memory", qxtree::kFailure);
-} catch (const std::exception& error) {
-  return qxtree::Complain(error.what(), qxtree::kFailure);
+int main(int argc, char** argv) {
+  qxtree::CatchSignals();
+  const int status = qxtree::Main(argc, argv);
+  qxtree::EndBySignal();
+  return status;
 }
