@@ -20,10 +20,12 @@ constexpr int kEndOfData = 1;
 
 constexpr int kDoubles = 2;  // of one record
 
-constexpr std::size_t kLeastIndexed = 16;  // values
-constexpr int kSparseBits = 4;             // an index has 2^4 slots for a value while it may grow
-constexpr int kGreatestIndexBits = 14;     // 128 KiB of addresses
-constexpr int kUpdatesAfterMiss = 63;
+constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
+constexpr std::size_t kSlotsPerValue = 128;
+constexpr int kMostIndexBits = 14;  // 128 KiB of addresses
+
+// Multiplicative hashing by the golden ratio (D. E. Knuth, The Art of Computer Programming 3, 6.4).
+constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
 
 }  // namespace
 
@@ -31,18 +33,18 @@ static_assert(std::is_standard_layout_v<record> && sizeof(record) == kDoubles * 
                   offsetof(record, weight) == sizeof(double),
               "the host library's record reads value and weight as two doubles in a row");
 
-BinEncoderCache::BinEncoderCache() : fLast(fValueWeights.end()) {}
+BinEncoderCache::BinEncoderCache() = default;
 
 BinEncoderCache::BinEncoderCache(const BinEncoderCache& other)
-    : fValueWeights(other.fValueWeights), fLast(fValueWeights.end()) {}
+    : fValueWeights(other.fValueWeights) {}
 
 BinEncoderCache& BinEncoderCache::operator=(const BinEncoderCache& other) {
-  Pairs copy(other.fValueWeights);  // the map's own assignment may stop half-way
+  if (this == &other) return *this;
+  std::map<double, double> copy(other.fValueWeights);  // the map's own assignment may stop half-way
   fValueWeights.swap(copy);
-  fLast = fValueWeights.end();
+  fpLast = nullptr;
   fpIndex.reset();
   fIndexBits = 0;
-  fIndexed = fIndexRoom = 0;
   return *this;
 }
 
@@ -51,89 +53,53 @@ BinEncoderCache::~BinEncoderCache() = default;
 void BinEncoderCache::update(double* rec) {
   if (!rec || std::isnan(rec[0])) return;  // a NaN would pass for equal to another value
   const double value = rec[0];
-  const double weight = rec[1];
-  if (TryBehindLast(value)) {
-    fLast->second += weight;
+  if (fpLast && fpLast->first == value) {
+    fpLast->second += rec[1];
     return;
   }
-  std::size_t slot = 0;
-  if (fpIndex) {
-    for (slot = Slot(value); fpIndex[slot]; slot = NextSlot(slot)) {
-      if (fpIndex[slot]->first != value) continue;
-      fpIndex[slot]->second += weight;
-      return;
-    }
-  }
-  TakePlace(fValueWeights.lower_bound(value), value);
-  fLast->second += weight;
-  if (fIndexed < fIndexRoom) {
-    fpIndex[slot] = &*fLast;
-    ++fIndexed;
-  } else {
-    GrowIndex();
-  }
+  Pair* const indexed = fpIndex ? fpIndex[Slot(value)] : nullptr;
+  if (!indexed || indexed->first != value) return UpdateMap(value, rec[1]);
+  indexed->second += rec[1];
+  fpLast = indexed;
 }
 
-// Makes fLast the entry of `value`, whose place is `place` or right before it; a new one has total
-// 0.
-void BinEncoderCache::TakePlace(Pairs::iterator place, double value) {
-  if (place == fValueWeights.end() || place->first > value) {
-    place = fValueWeights.emplace_hint(place, value, 0.0);
-  }
-  fLast = place;
+void BinEncoderCache::UpdateMap(double value, double weight) {
+  fpLast = Entry(value);
+  fpLast->second += weight;
+  if (fpIndex) fpIndex[Slot(value)] = fpLast;
 }
 
-// Sorted input: makes fLast the entry of `value` when that is the last value or comes right behind
-// it. Where this fails it is tried again only after some updates, so that other input hardly pays
-// for it.
-bool BinEncoderCache::TryBehindLast(double value) {
-  if (fUpdatesToNextTry > 0) {
-    --fUpdatesToNextTry;
-    return false;
+// The entry of a value; a new one, with total 0, where there is none.
+BinEncoderCache::Pair* BinEncoderCache::Entry(double value) {
+  auto entry = fValueWeights.end();
+  if (entry != fValueWeights.begin() &&
+      std::prev(entry)->first >= value) {  // else it is the greatest
+    entry = fValueWeights.lower_bound(value);
+    if (entry->first == value) return &*entry;
   }
-  if (fLast != fValueWeights.end() && fLast->first <= value) {
-    if (fLast->first == value) return true;
-    const auto next = std::next(fLast);
-    if (next == fValueWeights.end() || next->first >= value) {
-      TakePlace(next, value);
-      return true;
-    }
-  }
-  fUpdatesToNextTry = kUpdatesAfterMiss;
-  return false;
+  entry = fValueWeights.emplace_hint(entry, value, 0.0);
+  const bool isPowerOfTwo = (fValueWeights.size() & (fValueWeights.size() - 1)) == 0;
+  if (isPowerOfTwo) ResizeIndex();
+  return &*entry;
 }
 
-// Multiplicative hashing with linear probing (D. E. Knuth, The Art of Computer Programming 3, 6.4).
 std::size_t BinEncoderCache::Slot(double value) const {
   std::uint64_t bits = 0;
   std::memcpy(&bits, &value, sizeof bits);
-  return (bits * 0x9E3779B97F4A7C15U) >> (64 - fIndexBits);
+  return bits * kGoldenRatio >> (64 - fIndexBits);
 }
 
-std::size_t BinEncoderCache::NextSlot(std::size_t slot) const {
-  return (slot + 1) & ((std::size_t{1} << fIndexBits) - 1);
-}
-
-// Makes the index anew for more values, sparse while it may still grow. The index only saves
-// searches: where there is no memory for a greater one, the one that stands goes on.
-void BinEncoderCache::GrowIndex() {
-  if (fIndexBits == kGreatestIndexBits || fValueWeights.size() < kLeastIndexed) return;
-  int bits = kGreatestIndexBits;
-  while (fValueWeights.size() << (kSparseBits + 1) < std::size_t{1} << bits) --bits;
-  const std::size_t slots = std::size_t{1} << bits;
-  std::unique_ptr<Pairs::value_type*[]> index(new (std::nothrow) Pairs::value_type*[slots]());
-  if (!index) return;
-  fpIndex = std::move(index);
+// Sparse, so that few values share a slot, and given up where that is too little to be of use.
+// Without memory for it the map does alone.
+void BinEncoderCache::ResizeIndex() {
+  const std::size_t values = fValueWeights.size();
+  if (values < kLeastIndexed) return;
+  int bits = 0;
+  while (bits < kMostIndexBits && std::size_t{1} << bits < kSlotsPerValue * values) ++bits;
+  if (values > std::size_t{2} << kMostIndexBits) bits = 0;
+  if (bits == fIndexBits) return;
   fIndexBits = bits;
-  fIndexed = 0;
-  fIndexRoom = bits < kGreatestIndexBits ? slots >> kSparseBits : slots / 2;
-  for (Pairs::value_type& entry : fValueWeights) {
-    if (fIndexed == fIndexRoom) return;
-    std::size_t slot = Slot(entry.first);
-    while (fpIndex[slot]) slot = NextSlot(slot);
-    fpIndex[slot] = &entry;
-    ++fIndexed;
-  }
+  fpIndex.reset(bits > 0 ? new (std::nothrow) Pair*[std::size_t{1} << bits]() : nullptr);
 }
 
 Arbex_800::ADoubleRecordIterator* BinEncoderCache::createIterator() {
@@ -146,7 +112,9 @@ BinEncoderIterator::BinEncoderIterator(const std::map<double, double>& pairs)
       std::transform(pairs.begin(), pairs.end(), fpRecords.get(), [](const auto& pair) {
         return record{pair.first, pair.second};
       });
-  if (fNumRecords > 0) std::sort(fpRecords.get(), end, compare_record);
+  // The map's order is ascending by value already.
+  if (!std::is_sorted(fpRecords.get(), end, compare_record))
+    std::sort(fpRecords.get(), end, compare_record);
   fpRecord = std::make_unique<Record>(reinterpret_cast<double*>(fpRecords.get()), kDoubles);
 }
 

@@ -50,23 +50,19 @@ class QXUTILS_EXPORT BinEncoderCache {
   virtual Arbex_800::ADoubleRecordIterator* createIterator();
 
  private:
-  using Pairs = std::map<double, double>;
+  using Pair = std::map<double, double>::value_type;
 
-  QXUTILS_LOCAL void TakePlace(Pairs::iterator place, double value);
-  QXUTILS_LOCAL bool TryBehindLast(double value);
+  [[gnu::noinline]] QXUTILS_LOCAL void UpdateMap(double value, double weight);
+  QXUTILS_LOCAL Pair* Entry(double value);
   QXUTILS_LOCAL std::size_t Slot(double value) const;
-  QXUTILS_LOCAL std::size_t NextSlot(std::size_t slot) const;
-  QXUTILS_LOCAL void GrowIndex();
+  QXUTILS_LOCAL void ResizeIndex();
 
-  Pairs fValueWeights;        // total weight by value
-  Pairs::iterator fLast;      // an entry that was found or made before, or the end
-  int fUpdatesToNextTry = 0;  // that don't try the place behind fLast
-  // Beside the map, addresses of its entries by their values' bits, so that most updates need no
-  // search. None for few values, in a fresh copy, and where there is no memory for it.
+  std::map<double, double> fValueWeights;  // total weight by value
+  Pair* fpLast = nullptr;                  // the map's entry of the last update; null at first
+  // Addresses of the map's entries where their values' bits lead: what is found there needs no
+  // search. Values that share a slot take turns. Null: none.
+  std::unique_ptr<Pair*[]> fpIndex;
   int fIndexBits = 0;  // the index has 2^fIndexBits slots
-  std::size_t fIndexed = 0;
-  std::size_t fIndexRoom = 0;  // the greatest number of entries in the index
-  std::unique_ptr<Pairs::value_type*[]> fpIndex;
 };
 
 // Hands out (value, total weight) pairs as records of two doubles, in ascending order of value.

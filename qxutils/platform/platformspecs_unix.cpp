@@ -58,62 +58,49 @@ bool IsTaken(const std::string& name) {
   return lstat(name.c_str(), &status) == 0;
 }
 
-std::string NameStart(const char* folder, const char* prefix) {
-  std::string start = folder ? folder : "";
-  if (!start.empty() && start.back() != '/' && start.back() != '\\') start += '/';
-  if (prefix) start += prefix;
-  return start;
-}
-
-std::string NameEnd(const char* extension) {
-  return extension ? std::string(".") + extension : std::string();
-}
-
-std::string Numbers() {
-  char text[2 * 8 + 1];  // two 32-bit numbers in hexadecimal
-  std::snprintf(text, sizeof text, "%x%x", static_cast<unsigned>(getpid()),
+// The name that carries the present counter. REQUIRES: gate is held.
+std::string NameNow(const char* folder, const char* prefix, const char* extension) {
+  std::string name = folder ? folder : "";
+  if (!name.empty() && name.back() != '/' && name.back() != '\\') name += '/';
+  if (prefix) name += prefix;
+  char numbers[2 * 8 + 1];  // two 32-bit numbers in hexadecimal
+  std::snprintf(numbers, sizeof numbers, "%x%x", static_cast<unsigned>(getpid()),
                 static_cast<unsigned>(fnCounter));
-  return text;
-}
-
-// A free name, and in `counter` the number that it carries.
-std::string FreeName(const char* folder, const char* prefix, const char* extension, int& counter) {
-  const Locked lock(gate);
-  const std::string start = NameStart(folder, prefix);
-  const std::string end = NameEnd(extension);
-  for (;;) {
-    std::string name = start;
-    name += Numbers();
-    name += end;
-    if (!IsTaken(name)) {
-      counter = fnCounter;
-      return name;
-    }
-    CountOn();
-  }
+  name += numbers;
+  if (extension) name.append(".").append(extension);
+  return name;
 }
 
 // Makes something under a new name with `make(name)`, which says whether it succeeded and sets
-// errno. When the name was taken since its probe, or the probe did not see who has it, the next one
-// is tried.
+// errno. Making is its own probe: it fails with EEXIST where a name is taken, be it since a moment
+// ago.
 template <class Make>
 std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
                              Make make) {
   for (;;) {
+    std::string name;
     int counter = 0;
-    std::string name = FreeName(folder, prefix, extension, counter);
+    {
+      const Locked lock(gate);
+      counter = fnCounter;
+      name = NameNow(folder, prefix, extension);
+    }
     if (make(name.c_str())) return name;
     if (errno != EEXIST) return std::string();
     const Locked lock(gate);
-    if (fnCounter == counter) CountOn();
+    if (fnCounter == counter) CountOn();  // else another thread has done so
   }
 }
 
 }  // namespace
 
 std::string GenerateTempName(const char* folder, const char* prefix, const char* extension) {
-  int counter = 0;
-  return FreeName(folder, prefix, extension, counter);
+  const Locked lock(gate);
+  for (;;) {
+    std::string name = NameNow(folder, prefix, extension);
+    if (!IsTaken(name)) return name;
+    CountOn();
+  }
 }
 
 std::string CreateTempFile(const char* folder, const char* prefix, const char* extension) {

@@ -130,7 +130,7 @@ char* PutTime(char* to, int hours, int minutes, int seconds) {
 }  // namespace
 
 std::string ReplaceSep(double value, const char* format) {
-  const bool isDefault = std::strcmp(format, kDefaultFormat) == 0;
+  const bool isDefault = format == kDefaultFormat || std::strcmp(format, kDefaultFormat) == 0;
   if (isDefault && std::fegetround() == FE_TONEAREST) return PrintDefault(value);
   const ThreadLocale locale(CLocale());
   return Print(value, format);

@@ -50,8 +50,9 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  std::string Convert(const std::string& in) const {
-    if (!IsOpen(fDescriptor)) return std::string();
+  // `out` may be `in`.
+  void Convert(const std::string& in, std::string& out) const {
+    if (!IsOpen(fDescriptor)) return out.clear();
     std::size_t inLeft = in.size();
     if (inLeft > std::numeric_limits<std::size_t>::max() / kBytesPerByte) throw std::bad_alloc();
     std::size_t outLeft = kBytesPerByte * inLeft;
@@ -59,7 +60,7 @@ class Converter {
     char* from = const_cast<char*>(in.data());                // iconv does not write to it
     char* to = buffer.get();
     iconv(fDescriptor, &from, &inLeft, &to, &outLeft);
-    return std::string(buffer.get(), to);
+    out.assign(buffer.get(), to);
   }
 
  private:
@@ -69,10 +70,13 @@ class Converter {
 }  // namespace
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is part of the interface
-std::string MbToUTF8(std::string in) { return Converter(iconvToUTF8).Convert(in); }
+std::string MbToUTF8(std::string in) {
+  Converter(iconvToUTF8).Convert(in, in);
+  return in;
+}
 
 void UTF8ToMb(const std::string& in, std::string& out) {
-  out = Converter(iconvFromUTF8).Convert(in);
+  Converter(iconvFromUTF8).Convert(in, out);
 }
 
 }  // namespace xmlu_800

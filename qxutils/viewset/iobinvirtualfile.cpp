@@ -11,13 +11,17 @@ IOBinVirtualFile::IOBinVirtualFile(int view, QxViewSetManager& manager, QxViewBu
 IOBinVirtualFile::~IOBinVirtualFile() = default;
 
 int IOBinVirtualFile::Write(const char* data, int length) {
+  if (fpBuffer && fpBuffer->StoreDouble(data, length)) return length;
+  return WriteOther(data, length);
+}
+
+// Store is tried first: a full buffer refuses everything.
+int IOBinVirtualFile::WriteOther(const char* data, int length) {
   if (!fpBuffer) return -1;
-  if (fpBuffer->StoreItem(data, length)) return length;
-  if (fpBuffer->IsFull()) {
-    fManager.Write(fView);
-    if (fpBuffer->IsFull()) return -1;  // of capacity 0, or not this view's
-  }
-  return fpBuffer->Store(data, length);
+  const int stored = fpBuffer->Store(data, length);
+  if (stored >= 0 || !fpBuffer->IsFull()) return stored;
+  fManager.Write(fView);
+  return fpBuffer->Store(data, length);  // refused by a buffer of capacity 0, or not this view's
 }
 
 bool IOBinVirtualFile::Close() { return fManager.Close(fView) == 0; }

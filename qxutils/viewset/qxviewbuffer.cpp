@@ -18,7 +18,6 @@ QxViewBuffer::QxViewBuffer(int capacity, int itemSize) : fItemSize(itemSize), fC
 QxViewBuffer::~QxViewBuffer() = default;
 
 int QxViewBuffer::Store(const char* data, int bytes) {
-  if (StoreItem(data, bytes)) return bytes;
   if (!data || fItemSize < 1 || bytes % fItemSize != 0) return -1;
   const int items = bytes / fItemSize;
   if (fSize + items > fStoreLimit) return -1;  // a full buffer, too, has no room for an item

@@ -1,7 +1,6 @@
 #ifndef QXUTILS_VIEWSET_QXVIEWBUFFER_H
 #define QXUTILS_VIEWSET_QXVIEWBUFFER_H
 
-#include <cstddef>
 #include <cstring>
 #include <memory>
 
@@ -55,16 +54,12 @@ class QXUTILS_EXPORT QxViewBuffer {
   friend class IOBinVirtualFile;
   friend class QxViewSetManager;
 
-  // Stores exactly one item, without a division: the way of nearly every item that is written.
-  // False, with nothing stored, when it is not one item or there is no room.
-  bool StoreItem(const char* data, int bytes) {
-    if (bytes != fItemSize || fSize >= fStoreLimit || !data) return false;
-    char* to = fpBuffer.get() + fSize * fItemSize;
-    if (bytes == sizeof(double)) {
-      std::memmove(to, data, sizeof(double));  // two instructions, not a call
-    } else {
-      std::memmove(to, data, static_cast<std::size_t>(bytes));
-    }
+  // Store of one double, what nearly every write brings: no division, and a copy whose size the
+  // compiler knows. False, with nothing stored, when it is not one or there is no room.
+  bool StoreDouble(const char* data, int bytes) {
+    constexpr int kBytes = sizeof(double);
+    if (bytes != kBytes || fItemSize != kBytes || fSize >= fStoreLimit || !data) return false;
+    std::memmove(fpBuffer.get() + fSize * kBytes, data, kBytes);
     ++fSize;
     return true;
   }
