@@ -1,0 +1,77 @@
+#include "bench.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+
+namespace bench {
+namespace {
+
+class OwnFolder {
+ public:
+  OwnFolder() : fPath(std::filesystem::temp_directory_path() / "qxutils-bench-XXXXXX") {
+    Check(mkdtemp(fPath.data()) != nullptr, "no temporary folder");
+  }
+  ~OwnFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(fPath, ignored);
+  }
+  OwnFolder(const OwnFolder&) = delete;
+  OwnFolder& operator=(const OwnFolder&) = delete;
+
+  const std::string& Path() const { return fPath; }
+
+ private:
+  std::string fPath;
+};
+
+}  // namespace
+
+void Fail(std::string_view what) {
+  std::fprintf(stderr, "wrong: %.*s\n", static_cast<int>(what.size()), what.data());
+  std::exit(1);
+}
+
+void Agree(const std::string& row, const std::string& peer, const std::string& result) {
+  static std::map<std::string, std::string> results;
+  if (result.empty()) return;
+  const auto [first, isNew] = results.emplace(row, result);
+  if (first->second == result) return;
+  const auto differs =
+      std::mismatch(result.begin(), result.end(), first->second.begin(), first->second.end());
+  const auto at = static_cast<std::size_t>(differs.first - result.begin());
+  const std::size_t from = at < 20 ? 0 : at - 20;
+  Fail(row + '/' + peer + " gives ..." + result.substr(from, 40) + "..., others ..." +
+       first->second.substr(from, 40) + "...");
+}
+
+const std::string& Folder() {
+  static const OwnFolder folder;
+  return folder.Path();
+}
+
+bool HasDescriptors(long count) {
+  constexpr rlim_t kOthers = 50;
+  rlimit limit{};
+  Check(getrlimit(RLIMIT_NOFILE, &limit) == 0, "no limit of descriptors");
+  return static_cast<rlim_t>(count) + kOthers <= limit.rlim_cur;
+}
+
+std::string Text(double value, int digits) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*g ", digits, value);
+  return text;
+}
+
+std::uint64_t Random::Bits() {
+  std::uint64_t bits = fState += 0x9E3779B97F4A7C15;
+  bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
+  bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EB;
+  return bits ^ (bits >> 31);
+}
+
+}  // namespace bench

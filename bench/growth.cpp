@@ -1,0 +1,94 @@
+// How a view set's cost grows with the number of its views.
+#include <sys/resource.h>
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+
+#include "bench.h"
+#include "subjects.h"
+#include "viewpeers.h"
+
+namespace bench {
+namespace {
+
+constexpr long kBytes = 64'000'000;
+constexpr long kBytesOfView = 1024;  // what a view may cost beside its buffer
+constexpr int kManyViews = 100'000;
+
+long PerView(int views) { return Scaled(kBytes / kItemBytes / views); }
+
+void AddItem(const std::string& peer, int views) {
+  const long perView = PerView(views);
+  const auto finish = [=](Ours& ours) {
+    ours.CloseAllButLast();
+    ours.CloseLast();
+    CheckItems(ours, views, perView);
+  };
+  AddOnce(
+      "growth/item", peer, perView * views, 3, [=] { return std::make_unique<Ours>(views); },
+      [=](Ours& ours) { Fill(ours, views, perView); }, finish);
+}
+
+// The line that PrintGrowth prints in a process of its own, whose peak nothing else has raised.
+std::string GrowthLine(int views) {
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  const std::string command = '\'' + self + "' --growth " + std::to_string(views);
+  std::array<char, 200> line{};
+  std::FILE* const pipe = popen(command.c_str(), "r");
+  Check(pipe && std::fgets(line.data(), line.size(), pipe) && pclose(pipe) == 0, "no growth");
+  return line.data();
+}
+
+void AddBytes(const std::string& peer, std::function<long()> bytes) {
+  const auto run = [=](benchmark::State& state) {
+    for (auto _ : state) state.counters["bytes"] = static_cast<double>(bytes());
+  };
+  benchmark::RegisterBenchmark(("growth/memory/" + peer).c_str(), run)
+      ->MeasureProcessCPUTime()
+      ->Iterations(1)
+      ->Repetitions(1);
+}
+
+long PeakBytes() {
+  rusage usage{};
+  Check(getrusage(RUSAGE_SELF, &usage) == 0, "no usage");
+  return 1024 * usage.ru_maxrss;
+}
+
+double Seconds() {
+  timespec time{};
+  Check(clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time) == 0, "no clock");
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+}  // namespace
+
+void AddGrowth() {
+  AddItem("ours", 10'000);
+  AddItem("10-views", 10);
+  const auto peak = [] {
+    const std::string line = GrowthLine(kManyViews);
+    return std::stol(line.substr(line.find_last_of(' ')));
+  };
+  AddBytes("ours", peak);
+  AddBytes("allowed", [] { return kBudget + kBytesOfView * kManyViews; });
+}
+
+void PrintGrowth(int views) {
+  const long before = PeakBytes();
+  const double start = Seconds();
+  auto ours = std::make_unique<Ours>(views);
+  Fill(*ours, views, PerView(views));
+  ours->CloseAllButLast();
+  const double written = Seconds();
+  ours->CloseLast();
+  const double closed = Seconds();
+  const long peak = PeakBytes() - before;
+  const auto items = static_cast<double>(PerView(views) * views);
+  std::printf("%d %.2f %.4f %ld\n", views, 1e9 * (written - start) / items, closed - written, peak);
+}
+
+}  // namespace bench

@@ -1,0 +1,34 @@
+// Loading the library into a process that does not use it yet. A program of its own: the other
+// benchmarks are linked with the library, which is loaded before they start.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+void Load(benchmark::State& state, const char* file) {
+  for (auto _ : state) {
+    void* const library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+    state.PauseTiming();
+    // Were it not unloaded, the next round would find it in place.
+    if (!library || dlclose(library) != 0 || dlopen(file, RTLD_NOW | RTLD_NOLOAD)) {
+      std::fprintf(stderr, "wrong: %s is not loaded and unloaded\n", file);
+      std::exit(1);
+    }
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (const auto& [peer, file] : {std::pair{"loading/dlopen/ours", QXUTILS_LIBRARY},
+                                   std::pair{"loading/dlopen/empty", QXUTILS_EMPTY_LIBRARY}}) {
+    benchmark::RegisterBenchmark(peer, Load, file)->MeasureProcessCPUTime();
+  }
+  benchmark::Initialize(&argc, argv);
+  return benchmark::RunSpecifiedBenchmarks() == 2 ? 0 : 1;
+}

@@ -1,0 +1,77 @@
+// Runs the benchmarks. Options are those of Google Benchmark, and in front of them:
+//   --smoke      small data, where only the results matter
+//   --full       all sizes
+//   --threaded   what is measured in a process with a second thread, in place of the rest
+//   --growth N   prints one line about a view set of N views, and measures nothing else
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <thread>
+
+#include "bench.h"
+#include "subjects.h"
+
+namespace {
+
+void AddAll() {
+  bench::AddStore();
+  bench::AddViews();
+  bench::AddGrowth();
+  bench::AddReading();
+  bench::AddDistinct();
+  bench::AddStatistics();
+  bench::AddRandom();
+  bench::AddNumbers();
+  bench::AddDates();
+  bench::AddUtf8();
+}
+
+void AddThreaded() {
+  std::thread([] { pause(); }).detach();  // all it does is to be there
+  bench::AddReadingThreaded();
+  bench::AddViewsThreaded();
+}
+
+// A stream a view needs as many descriptors as the process may have.
+void RaiseDescriptors() {
+  rlimit limit{};
+  bench::Check(getrlimit(RLIMIT_NOFILE, &limit) == 0, "no limit of descriptors");
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool isThreaded = false;
+  for (; argc > 1; --argc, ++argv) {
+    const std::string option = argv[1];
+    if (option == "--growth" && argc > 2) {
+      bench::PrintGrowth(std::atoi(argv[2]));
+      return 0;
+    }
+    if (option == "--smoke") {
+      bench::scale = bench::Scale::kSmoke;
+    } else if (option == "--full") {
+      bench::scale = bench::Scale::kFull;
+    } else if (option == "--threaded") {
+      isThreaded = true;
+    } else {
+      break;
+    }
+  }
+  bench::Check(std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr, "no UTF-8 locale");
+  RaiseDescriptors();
+  // Memory that one competitor gives back is not taken from the system again by the next.
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+  isThreaded ? AddThreaded() : AddAll();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  bench::Check(benchmark::RunSpecifiedBenchmarks() > 0, "nothing was measured");
+}

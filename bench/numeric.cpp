@@ -1,0 +1,178 @@
+// Running statistics, all four at once, and random numbers.
+#include <gsl/gsl_rstat.h>
+
+#include <boost/accumulators/accumulators.hpp>
+#include <boost/accumulators/statistics/max.hpp>
+#include <boost/accumulators/statistics/min.hpp>
+#include <boost/accumulators/statistics/stats.hpp>
+#include <boost/accumulators/statistics/weighted_mean.hpp>
+#include <boost/accumulators/statistics/weighted_variance.hpp>
+#include <boost/random/additive_combine.hpp>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "bench.h"
+#include "qxutils/numeric/qxstatistics.h"
+#include "qxutils/numeric/randomizer.h"
+#include "subjects.h"
+
+namespace bench {
+namespace {
+
+struct Cases {
+  std::vector<double> values;
+  std::vector<double> weights;
+};
+
+struct Four {
+  double minimum, maximum, mean, deviation;
+};
+
+Four Ours(const Cases& cases) {
+  qxg_800::QxStatistics statistics(15);
+  for (std::size_t i = 0; i < cases.values.size(); ++i) {
+    statistics.AddValue(cases.values[i], cases.weights[i]);
+  }
+  return {statistics.GetMinimum(), statistics.GetMaximum(), statistics.GetMean(),
+          statistics.GetStDev()};
+}
+
+// The formulas of ours in the loop itself.
+Four Inlined(const Cases& cases) {
+  constexpr double kTolerance = 1e-12;
+  double total = 0, mean = 0, square = 0;
+  double minimum = std::numeric_limits<double>::max(), maximum = -minimum;
+  for (std::size_t i = 0; i < cases.values.size(); ++i) {
+    const double value = cases.values[i], weight = cases.weights[i], all = total + weight;
+    const double deviation = value - mean;
+    if (value < minimum + kTolerance) minimum = value;
+    if (value > maximum + kTolerance) maximum = value;
+    square += weight / all * (deviation * (deviation * (total / all)) - square);
+    mean = (total * mean + value * weight) / all;
+    total = all;
+  }
+  return {minimum, maximum, mean, std::sqrt(total * square / (total - 1))};
+}
+
+Four Boost(const Cases& cases) {
+  using namespace boost::accumulators;
+  using Statistics =
+      stats<tag::min, tag::max, tag::weighted_mean, tag::weighted_variance(immediate)>;
+  accumulator_set<double, Statistics, double> set;
+  for (std::size_t i = 0; i < cases.values.size(); ++i) {
+    set(cases.values[i], weight = cases.weights[i]);
+  }
+  const double total = sum_of_weights(set);
+  return {min(set), max(set), weighted_mean(set),
+          std::sqrt(total * weighted_variance(set) / (total - 1))};
+}
+
+// Without weights: all of them are 1 here.
+Four Gsl(const Cases& cases) {
+  gsl_rstat_workspace* const workspace = gsl_rstat_alloc();
+  for (const double value : cases.values) gsl_rstat_add(value, workspace);
+  const Four four{gsl_rstat_min(workspace), gsl_rstat_max(workspace), gsl_rstat_mean(workspace),
+                  gsl_rstat_sd(workspace)};
+  gsl_rstat_free(workspace);
+  return four;
+}
+
+constexpr long kDraws = 100'000;
+constexpr long kSeed = 12345;
+constexpr double kProbability = 0.3;
+
+// The same generator as ours, started as ours is.
+class Boosts {
+ public:
+  double operator()() { return fEngine() / 2147483563.0; }
+
+ private:
+  boost::random::ecuyer1988 fEngine{314159, kSeed};
+};
+
+class Mersenne {
+ public:
+  double operator()() { return fUniform(fEngine); }
+
+ private:
+  std::mt19937_64 fEngine{kSeed};
+  std::uniform_real_distribution<double> fUniform;
+};
+
+class OurDraws {
+ public:
+  double operator()() { return fRandomizer.GetUniformRand(); }
+
+ private:
+  qxg_800::Randomizer fRandomizer{kSeed, kProbability, true};
+};
+
+template <class Draws>
+double Mean(long count) {
+  Draws draw;
+  double sum = 0;
+  for (long i = 0; i < count; ++i) sum += draw();
+  return sum / static_cast<double>(count);
+}
+
+template <class Draws>
+double Selected(long count) {
+  Draws draw;
+  long selected = 0;
+  for (long i = 0; i < count; ++i) selected += draw() < kProbability ? 1 : 0;
+  return static_cast<double>(selected);
+}
+
+double OurSelected(long count) {
+  qxg_800::Randomizer randomizer(kSeed, kProbability, true);
+  return randomizer.GetRandomFreq(static_cast<double>(count));
+}
+
+}  // namespace
+
+void AddStatistics() {
+  static Cases cases;
+  Random random;
+  for (long i = 0; i < Scaled(100'000); ++i) cases.values.push_back(1e3 * random.Uniform() - 300);
+  cases.weights.assign(cases.values.size(), 1.0);
+  const auto add = [](const std::string& peer, Four (*work)(const Cases&)) {
+    const auto result = [=] {
+      constexpr int kDigits = 9;  // the methods round differently
+      const Four four = work(cases);
+      return Text(four.minimum) + Text(four.maximum) + Text(four.mean, kDigits) +
+             Text(four.deviation, kDigits);
+    };
+    Add(
+        "statistics/all", peer, static_cast<long>(cases.values.size()),
+        [=] { benchmark::DoNotOptimize(work(cases)); }, result);
+  };
+  add("ours", Ours);
+  add("inlined", Inlined);
+  add("boost", Boost);
+  add("gsl", Gsl);
+}
+
+void AddRandom() {
+  const long count = Scaled(kDraws);
+  const auto add = [=](const std::string& row, const std::string& peer, double (*work)(long)) {
+    Add("random/" + row, peer, count, [=] { return work(count); });
+  };
+  add("draw", "ours", Mean<OurDraws>);
+  add("draw", "ecuyer1988", Mean<Boosts>);
+  add("trial", "ours", OurSelected);
+  add("trial", "ecuyer1988", Selected<Boosts>);
+  // Other numbers by nature.
+  const auto check = [=] {
+    Check(std::abs(Mean<Mersenne>(count) - 0.5) < 0.02, "numbers that are not uniform");
+    return std::string();
+  };
+  Add(
+      "random/draw", "mt19937_64", count, [=] { benchmark::DoNotOptimize(Mean<Mersenne>(count)); },
+      check);
+  Add(
+      "random/trial", "mt19937_64", count,
+      [=] { benchmark::DoNotOptimize(Selected<Mersenne>(count)); }, check);
+}
+
+}  // namespace bench

@@ -1,0 +1,102 @@
+// Records of doubles read back one by one.
+#include <sys/mman.h>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+
+#include "bench.h"
+#include "qxutils/iterators/binfileiterator.h"
+#include "subjects.h"
+#include "viewpeers.h"
+
+namespace bench {
+namespace {
+
+constexpr long kDoubles = 4'000'000;
+
+struct Records {
+  std::string name;
+  std::size_t length;  // of a record in doubles
+  std::size_t Bytes() const { return length * sizeof(double); }
+};
+
+// Each sums the first and the last double of every record.
+double Ours(const Records& records) {
+  static const Arbex_800::EnvironmentSettings settings(Folder());
+  qxg_800::BinFileIterator iterator(records.name.c_str(), static_cast<int>(records.length),
+                                    settings, -1);
+  double sum = 0;
+  while (iterator.HasMore() == 0) {
+    const double* record = iterator.Next()->data;
+    sum += record[0] + record[records.length - 1];
+  }
+  return sum;
+}
+
+template <std::size_t (*kRead)(void*, std::size_t, std::size_t, std::FILE*)>
+double Stdio(const Records& records) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(records.name.c_str(), "rb"),
+                                                             &std::fclose);
+  std::vector<double> record(records.length);
+  double sum = 0;
+  while (kRead(record.data(), 1, records.Bytes(), file.get()) == records.Bytes()) {
+    sum += record.front() + record.back();
+  }
+  return sum;
+}
+
+double Stream(const Records& records) {
+  std::ifstream file(records.name, std::ios::binary);
+  std::vector<double> record(records.length);
+  double sum = 0;
+  while (file.read(reinterpret_cast<char*>(record.data()), static_cast<long>(records.Bytes()))) {
+    sum += record.front() + record.back();
+  }
+  return sum;
+}
+
+double Mapped(const Records& records) {
+  const Descriptor file(records.name, O_RDONLY);
+  const auto bytes = static_cast<std::size_t>(lseek(*file, 0, SEEK_END));
+  void* const map = mmap(nullptr, bytes, PROT_READ, MAP_PRIVATE, *file, 0);
+  Check(map != MAP_FAILED, "not mapped");
+  const auto* record = static_cast<const double*>(map);
+  double sum = 0;
+  for (std::size_t left = bytes; left >= records.Bytes(); left -= records.Bytes()) {
+    sum += record[0] + record[records.length - 1];
+    record += records.length;
+  }
+  munmap(map, bytes);
+  return sum;
+}
+
+void WriteRecords(const std::string& name, std::size_t doubles) {
+  std::vector<double> values(doubles);
+  Random random;
+  for (double& value : values) value = random.Uniform();
+  const Descriptor file(name, O_WRONLY | O_CREAT | O_TRUNC);
+  file.Write(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(double));
+}
+
+void AddReaders(const std::string& subject) {
+  for (const std::size_t length : {1, 4, 1024}) {
+    const long count = Scaled(kDoubles / static_cast<long>(length));
+    const Records records{Folder() + "/records" + std::to_string(length), length};
+    WriteRecords(records.name, static_cast<std::size_t>(count) * length);
+    const std::string row = subject + '/' + std::to_string(length);
+    Add(row, "ours", count, [=] { return Ours(records); });
+    Add(row, "fread", count, [=] { return Stdio<std::fread>(records); });
+    Add(row, "fread_unlocked", count, [=] { return Stdio<fread_unlocked>(records); });
+    Add(row, "ifstream", count, [=] { return Stream(records); });
+    Add(row, "mmap", count, [=] { return Mapped(records); });
+  }
+}
+
+}  // namespace
+
+void AddReading() { AddReaders("read"); }
+
+void AddReadingThreaded() { AddReaders("read-threaded"); }
+
+}  // namespace bench

@@ -1,0 +1,115 @@
+// One item of 8 bytes into a view's buffer, without a flush: what every written value pays.
+#include <stdio_ext.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "bench.h"
+#include "subjects.h"
+#include "viewset.h"
+
+namespace bench {
+namespace {
+
+constexpr long kItems = 256;  // a view
+
+using Order = std::vector<int>;  // the view of each item
+
+struct Ours : ViewSet {
+  explicit Ours(int views) : ViewSet(views, kItems * kItemBytes * views) {}
+  std::string_view Bytes(int view) { return {Buffer(view).GetBuffer(), kItems * kItemBytes}; }
+  void Empty() {
+    for (int view = 0; view < Views(); ++view) Buffer(view).Reset();
+  }
+};
+
+struct Floor {
+  explicit Floor(int views) : buffers(static_cast<std::size_t>(views)), ends(buffers.size()) {
+    for (std::unique_ptr<char[]>& buffer : buffers) buffer.reset(new char[kItems * kItemBytes]);
+    Empty();
+  }
+  bool Write(int view, const char* item) {
+    char*& end = ends[static_cast<std::size_t>(view)];
+    std::memcpy(end, item, kItemBytes);
+    end += kItemBytes;
+    return true;
+  }
+  std::string_view Bytes(int view) const {
+    return {buffers[static_cast<std::size_t>(view)].get(), kItems * kItemBytes};
+  }
+  void Empty() {
+    for (std::size_t view = 0; view < ends.size(); ++view) ends[view] = buffers[view].get();
+  }
+
+  std::vector<std::unique_ptr<char[]>> buffers;
+  std::vector<char*> ends;
+};
+
+// A stream a view, with room for all of its items.
+template <std::size_t (*kWrite)(const void*, std::size_t, std::size_t, std::FILE*)>
+struct Stdio {
+  explicit Stdio(int views) : buffers(static_cast<std::size_t>(views), std::string(kBytes, '\0')) {
+    for (std::string& buffer : buffers) {
+      streams.emplace_back(std::fopen("/dev/null", "wb"), &std::fclose);
+      Check(streams.back() != nullptr, "no stream");
+      std::setvbuf(streams.back().get(), buffer.data(), _IOFBF, kBytes);
+    }
+  }
+  bool Write(int view, const char* item) {
+    return kWrite(item, 1, kItemBytes, streams[static_cast<std::size_t>(view)].get()) == kItemBytes;
+  }
+  std::string_view Bytes(int view) const {
+    return {buffers[static_cast<std::size_t>(view)].data(), kItems * kItemBytes};
+  }
+  void Empty() {
+    for (const auto& stream : streams) __fpurge(stream.get());
+  }
+
+  static constexpr std::size_t kBytes = (kItems + 1) * kItemBytes;
+  std::vector<std::string> buffers;
+  std::vector<std::unique_ptr<std::FILE, int (*)(std::FILE*)>> streams;
+};
+
+template <class Writer>
+void AddWriter(const std::string& row, const std::string& peer, const Order& order, int views) {
+  const auto writer = std::make_shared<Writer>(views);
+  const auto fill = [=, &order] {
+    std::uint64_t item = 0;
+    for (const int view : order) {
+      ++item;
+      Check(writer->Write(view, reinterpret_cast<const char*>(&item)), "an item was refused");
+    }
+  };
+  const auto work = [=] {
+    fill();
+    writer->Empty();
+  };
+  const auto result = [=] {
+    fill();
+    std::string all;
+    for (int view = 0; view < views; ++view) all += writer->Bytes(view);
+    writer->Empty();
+    return all;
+  };
+  Add(row, peer, static_cast<long>(order.size()), work, result);
+}
+
+}  // namespace
+
+void AddStore() {
+  for (const int views : {1, 1000}) {
+    const std::string row = "store/" + std::to_string(views);
+    static std::map<int, Order> orders;
+    Order& order = orders[views];
+    for (int item = 0; item < kItems * views; ++item) order.push_back(item % views);
+    Shuffle(order);
+    AddWriter<Ours>(row, "ours", order, views);
+    AddWriter<Floor>(row, "floor", order, views);
+    if (!HasDescriptors(2 * views)) continue;
+    AddWriter<Stdio<std::fwrite>>(row, "fwrite", order, views);
+    AddWriter<Stdio<fwrite_unlocked>>(row, "fwrite_unlocked", order, views);
+  }
+}
+
+}  // namespace bench

@@ -1,0 +1,29 @@
+// Each subject registers its rows.
+#ifndef QXUTILS_BENCH_SUBJECTS_H
+#define QXUTILS_BENCH_SUBJECTS_H
+
+namespace bench {
+
+void AddStore();
+void AddViews();
+void AddGrowth();
+void AddReading();
+void AddDistinct();
+void AddStatistics();
+void AddRandom();
+void AddNumbers();
+void AddDates();
+void AddUtf8();
+
+// What is measured in a process that has a second thread: stdio locks its streams in earnest then,
+// and STXXL has threads of its own.
+void AddReadingThreaded();
+void AddViewsThreaded();
+
+// Writes one set of `views` views and prints a line: views, nanoseconds a written item, seconds of
+// the last close, bytes of memory at the peak.
+void PrintGrowth(int views);
+
+}  // namespace bench
+
+#endif
