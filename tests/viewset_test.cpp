@@ -101,6 +101,17 @@ TEST(ViewSetFaults, EachSurfacesAndLeavesNothing) {
   }
 }
 
+TEST(ViewSet, AWriteThatRanOutOfMemoryMayBeMadeAgain) {
+  const TempFolder folder;
+  ViewSet set(0, {{1, 0}}, folder.settings);
+  long failures = 0;
+  for (char item = 'A'; item <= 'z'; ++item)
+    failures += FailEachAllocation([&] { set.Write(0, {item}); }, [] {});
+  EXPECT_GT(failures, 1) << "room for the index";
+  EXPECT_TRUE(set.Close(0));
+  EXPECT_EQ(set.Take(0), "ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz");
+}
+
 TEST(ViewSet, BuffersShareTheBudget) {
   Engine engine;
   const auto itemsOf = [&](long memory, const std::vector<ViewInfo>& views) {
