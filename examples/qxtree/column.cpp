@@ -32,7 +32,7 @@ std::vector<record> Group(const std::vector<record>& pairs, std::size_t count) {
     weight += pair.weight;
     --valuesLeft;
     const std::size_t groupsLeft = count - groups.size();
-    const bool isFull = weight * static_cast<double>(groupsLeft) >= weightLeft;
+    const bool isFull = weight >= weightLeft / static_cast<double>(groupsLeft);
     if (valuesLeft > 0 && (groupsLeft == 1 || (!isFull && valuesLeft >= groupsLeft))) continue;
     groups.push_back({pair.value, weight});
     weightLeft -= std::exchange(weight, 0);

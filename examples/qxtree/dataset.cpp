@@ -16,16 +16,16 @@ namespace qxtree {
 namespace {
 
 constexpr int kItemBytes = sizeof(double);
-constexpr std::size_t kRowsPerPoll = 1 << 14;
+constexpr std::size_t kRowsPerShow = 1 << 12;
 
 void Require(bool success, const char* otherwise) {
   if (!success) throw std::runtime_error(otherwise);
 }
 
-std::size_t Find(const CsvRow& names, const std::string& name, const char* flag) {
+std::size_t Find(const CsvRow& names, const std::string& name, const char* setting) {
   const auto found = std::find(names.begin(), names.end(), name);
   if (found == names.end())
-    throw UsageError(fmt::format("{}: there is no column '{}'", flag, name));
+    throw UsageError(fmt::format("{}: there is no column '{}'", setting, name));
   return static_cast<std::size_t>(found - names.begin());
 }
 
@@ -44,11 +44,13 @@ class Importer {
       const char* item = reinterpret_cast<const char*>(&fItems[view]);
       Require(fViews[view]->Write(item, kItemBytes) == kItemBytes, "a view refused a value");
     }
-    ++fData.rows;
+    Poll();  // for each record: drawing the cases of a heavy one takes a while
+    if (++fData.rows % kRowsPerShow == 0) Show(fmt::format("reading: record {}", fData.rows));
   }
 
   // After the last row. The last close makes the files.
   Dataset Finish() {
+    Require(std::isfinite(fCases), "the total of cases is not finite");
     fData.folder.CountOpenFiles();
     for (const auto& view : fViews) Require(view->Close(), "a view could not be closed");
     fData.views.reserve(fViews.size());  // what GetFile gives has an owner at once
@@ -65,19 +67,15 @@ class Importer {
     fData.training = names.size();
     fData.heldOut = names.size() + 1;
     fItems.resize(names.size() + 2);
-    fData.target = Find(names, fOptions.target, "--target");
-    fWeight = fOptions.weight.empty() ? names.size() : Find(names, fOptions.weight, "--weight");
-    if (fWeight == fData.target) throw UsageError("--weight: this column is the target");
+    fData.target = Find(names, fOptions.target, "target");
+    fWeight = fOptions.weight.empty() ? names.size() : Find(names, fOptions.weight, "weight");
+    if (fWeight == fData.target) throw UsageError("weight: this column is the target");
     for (std::size_t i = 0; i < names.size(); ++i) {
       const bool isTarget = i == fData.target, isWeight = i == fWeight;
       const Kind kind = isTarget ? Kind::Text : isWeight ? Kind::Number : Kind::Undecided;
       fData.columns.emplace_back(names[i], kind, fOptions.distinct);
       if (!isTarget && !isWeight) fData.inputs.push_back(i);
     }
-    OpenViews();
-  }
-
-  void OpenViews() {
     const std::vector<qxg_800::ViewInfo> infos(fItems.size(), {kItemBytes, 0});
     fpManager = std::make_unique<qxg_800::QxViewSetManager>(fOptions.memory, infos,
                                                             fData.folder.Settings());
@@ -95,17 +93,22 @@ class Importer {
     fData.withoutWeight += !hasWeight;
     fData.withoutTarget += !hasTarget;
     const double cases = hasWeight && hasTarget ? weight : 0;
-    // Cases are drawn whole: a fraction of one may come out as more than there is.
-    const double heldOut = std::min(fRandomizer.GetRandomFreq(cases), cases);
+    // Drawn apart, since a fraction of a case would be drawn as a whole one.
+    const double whole = std::floor(cases), fraction = cases - whole;
+    double heldOut = fRandomizer.GetRandomFreq(whole);
+    if (fraction > 0) heldOut += fraction * fRandomizer.GetRandomFreq(1);
+    fCases += cases;
     fItems[fData.training] = cases - heldOut;
     fItems[fData.heldOut] = heldOut;
-    for (const std::size_t i : fData.inputs) fData.columns[i].AddCases(fItems[i], cases - heldOut);
+    for (std::size_t i = 0; i < fData.columns.size(); ++i)
+      fData.columns[i].AddCases(fItems[i], cases - heldOut);
   }
 
   const Options& fOptions;
   Dataset fData;
   qxg_800::Randomizer fRandomizer;
   std::size_t fWeight = 0;                               // a column; none: their number
+  double fCases = 0;                                     // of all records
   std::vector<double> fItems;                            // of the record, by view
   std::unique_ptr<qxg_800::QxViewSetManager> fpManager;  // null until the header is known
   std::vector<std::unique_ptr<TempFileStorage>> fViews;  // they use the manager
@@ -144,7 +147,9 @@ void Scan(const Dataset& data, const std::vector<std::size_t>& views, const std:
       values[i] = iterators[i]->Next()->data[0];
     }
     use(row, values.data());
-    if (row % kRowsPerPoll == 0) Poll(fmt::format("{}: record {}", task, row));
+    if (row % kRowsPerShow != 0) continue;
+    Poll();
+    Show(fmt::format("{}: record {} of {}", task, row, data.rows));
   }
 }
 

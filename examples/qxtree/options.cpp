@@ -1,10 +1,9 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 
 #include "qxtree/qxtree.h"
 #include "qxutils/config/qxconfigfile.h"
@@ -12,27 +11,19 @@
 namespace qxtree {
 namespace {
 
-constexpr long kMany = 1000000000;
-
 constexpr char kFooter[] =
     R"(A configuration file has lines KEY=VALUE, keys named like the flags (but help and config).
 A flag overrides a key. Blanks count, nothing is a comment, and a key that is unknown or
 has no value goes unnoticed.
-A column holds numbers, ISO dates (with an optional time) or texts, as its first cell does
-that is not empty; the target holds texts. Texts are in the locale's code set. Missing
-(empty) and malformed cells go to the heavier side of a split.
+A column holds numbers, dates (YYYY-MM-DD, also followed by a blank or T and HH:MM:SS) or
+texts, as its first cell does that is not empty; the target holds texts. Texts are in the
+locale's code set. Missing (empty) and malformed cells go to the heavier side of a split.
 Exit status: 0 success, 1 a failure while running, 2 wrong use.)";
 
-CLI::Validator Within(long low, long high) { return CLI::Range(low, high).description(""); }
-
-// CLI::Range lets pass what is not a number.
-CLI::Validator Is(const char* wanted, bool (*test)(double)) {
-  const auto check = [=](const std::string& text) {
-    double value = 0;
-    const bool isGood = CLI::detail::lexical_cast(text, value) && test(value);
-    return isGood ? std::string() : fmt::format("{} is not {}", text, wanted);
-  };
-  return {check, ""};
+// NaN passes.
+template <class Number>
+CLI::Validator Within(Number low, Number high) {
+  return CLI::Range(low, high).description("");
 }
 
 void AddTexts(CLI::App& app, Options& options) {
@@ -42,15 +33,17 @@ void AddTexts(CLI::App& app, Options& options) {
   add("--input", options.input, "FILE", "CSV with a header line")->default_val(QXTREE_SAMPLE);
   add("--target", options.target, "COLUMN", "The classes")->default_val("weather");
   add("--weight", options.weight, "COLUMN", "How many cases a record stands for; else one");
+  const char* folder = std::getenv("TMPDIR");
   add("--temp", options.temp, "FOLDER",
       "For temporary files, all gone at the end: 8 bytes a cell, and\n"
-      "for a moment twice that (default: TMPDIR, else /tmp)");
+      "for a moment twice that (TMPDIR, else /tmp)")
+      ->default_val(folder && *folder != '\0' ? folder : "/tmp");
   add("--dot", options.dot, "FILE", "Write the tree for Graphviz");
   add("--memory", options.memory, "SIZE",
       "Bytes for buffers of all columns (K, M, G: powers of 1024);\n"
       "room for 10 records is always made")
       ->transform(CLI::AsSizeValue(false).description(""))
-      ->check(Within(0, std::numeric_limits<long>::max()))
+      ->check(Within(0L, 9000000000000000000))
       ->default_val("1M");
 }
 
@@ -59,20 +52,19 @@ void AddNumbers(CLI::App& app, Options& options) {
                        const char* help) {
     app.add_option(flag, value, help)->type_name("N")->check(range)->default_val(standard);
   };
-  const auto isPositive = Is("above 0", [](double n) { return n > 0 && std::isfinite(n); });
-  const auto isShare = Is("from 0 to below 1", [](double n) { return n >= 0 && n < 1; });
   add("--depth", options.depth, 5, Within(0, 1000), "Most splits above a leaf, up to 1000");
-  add("--min-cases", options.minCases, 10, isPositive, "Least training cases in a leaf");
-  add("--bins", options.bins, 32, Within(2, kMany), "Most bins of a column of numbers");
-  add("--distinct", options.distinct, 100000, Within(2, kMany),
+  add("--min-cases", options.minCases, 10, Within(0.0, 1e15), "Least training cases in a leaf");
+  add("--bins", options.bins, 32, Within(2, 1000000000), "Most bins of a column of numbers");
+  add("--distinct", options.distinct, 100000, Within(2, 1000000000),
       "Most distinct values held for a column: beyond it neighbouring\n"
       "numbers are merged, one category more is an error");
-  add("--holdout", options.holdout, 0.3, isShare, "Share of the cases held out, below 1");
+  add("--holdout", options.holdout, 0.3, Within(0.0, 1.0), "Share of the cases held out, below 1");
   add("--seed", options.seed, 1, Within(1, 2147483398), "For drawing them, to 2147483398");
 }
 
 void TakeKeys(CLI::App& app, const std::string& path) {
   // The reader would give no keys, and no error.
+  if (path.empty()) throw UsageError("--config: the name of the file is empty");
   if (std::filesystem::is_directory(path) || !std::ifstream(path))
     throw std::runtime_error(fmt::format("cannot read '{}'", path));
   tree_800::QxConfigFile file(path);
@@ -107,8 +99,9 @@ Options ParseOptions(int argc, const char* const* argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(fmt::format("{} (--help shows the flags)", error.what()));
   }
-  if (!config.empty()) TakeKeys(app, config);
-  if (options.temp.empty()) options.temp = std::filesystem::temp_directory_path().string();
+  if (app.count("--config") > 0) TakeKeys(app, config);
+  if (!(options.minCases > 0)) throw UsageError("min-cases: not above 0");
+  if (!(options.holdout < 1)) throw UsageError("holdout: not below 1");
   return options;
 }
 

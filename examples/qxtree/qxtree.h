@@ -3,7 +3,6 @@
 #ifndef QXTREE_QXTREE_H
 #define QXTREE_QXTREE_H
 
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -39,21 +38,16 @@ struct UsageError : std::runtime_error {
 // Throws UsageError, and std::runtime_error for a configuration file that can't be read.
 Options ParseOptions(int argc, const char* const* argv);
 
-// session.cpp: what has to be left as it was found.
+// main.cpp: what has to be left as it was found.
 
 // A signal asks the program to end. Not a std::exception: only main handles it.
 struct Interrupted {};
 
-// From here on SIGINT, SIGTERM and SIGHUP only leave a mark, unless they are ignored, and SIGXFSZ
-// is.
-void CatchSignals();
+// Throws Interrupted when there is a mark.
+void Poll();
 
-// Throws Interrupted when there is a mark; else shows the progress in place of the last one on
-// standard error, where that is a terminal. Leaves errno as it is.
-void Poll(const std::string& progress = "");
-
-// Ends the process by the signal that left the mark; returns when there is none.
-void EndBySignal();
+// Shows the progress in place of the last one on standard error, where that is a terminal.
+void Show(const std::string& progress);
 
 // A folder for all temporary files, which outlives their users and is removed whole with this
 // object: nothing stays behind whatever fails, not even the shared file of a set given up early.
@@ -83,14 +77,14 @@ class WorkFolder {
 
 // csvreader.cpp
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
 using CsvRow = std::vector<std::string>;
 
 // Streams a CSV file in bounded memory: hands `use` the header's names, no two alike, then the
-// cells of each row, as many. Skips blanks around cells without quotation marks, a UTF-8 byte order
-// mark and lines with nothing in them. Throws what `use` throws, Interrupted, and
-// std::runtime_error that names the file, and the line when it is malformed.
+// cells of each row, as many. A row ends at a line feed, a carriage return or both. Skips blanks
+// around cells without quotation marks, a UTF-8 byte order mark and lines with nothing in them.
+// Throws what `use` throws, Interrupted, and std::runtime_error that names the file, and the line
+// (by line feeds) when it is malformed: also with a cell of more than 1 MiB, or cells of one row of
+// more than 16 MiB.
 void ReadCsv(const std::string& path, const std::function<void(const CsvRow&)>& use);
 
 // column.cpp
@@ -218,8 +212,8 @@ struct Tree {
   double heldOut = 0, correct = 0, commonest = 0;
 };
 
-// Grows a tree level by level: one pass over each column adds up histograms for the level's nodes,
-// one over each column that splits some of them moves their records on.
+// Grows a tree level by level: one pass over each column adds up histograms for the level's open
+// nodes, one over each column that splits some of them moves their records on.
 //
 // Numbers and dates are cut between bins. Categories are ordered by class share and cut when there
 // are two classes (Breiman, Friedman, Olshen, Stone, Classification and Regression Trees, 1984),
@@ -227,9 +221,9 @@ struct Tree {
 // training cases, go to the side that is heavier by the others, the left one of equal ones. Of
 // splits of equal gain the first column's lowest cut is taken.
 //
-// Memory: an int a record, and nodes of a level * bins (or categories) * classes * 8 bytes for the
-// histograms of one column at a time. Throws what Scan throws, and std::runtime_error when there
-// are no training cases.
+// Memory: an int a record, and open nodes of a level * bins (or categories) * classes * 8 bytes for
+// the histograms of one column at a time. Throws what Scan throws, and std::runtime_error when
+// there are no training cases.
 Tree GrowTree(const Dataset& data, const Options& options);
 
 // report.cpp

@@ -84,8 +84,8 @@ void AddNode(const Tree& tree, const Dataset& data, std::size_t index, const std
 
 Results Report(const Tree& tree, const Dataset& data) {
   Results results;
-  results.report =
-      fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct", "bins", "values");
+  results.report = fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct", "bins",
+                               "values of training cases (distinct numbers too)");
   for (const Column& column : data.columns) results.report += Line(column);
   results.report += fmt::format(
       "records {}, without target {}, without weight {}; cases for training {}, held out {}\n\nall",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <utility>
 
 #include "qxtree/qxtree.h"
@@ -28,9 +29,11 @@ void Add(Classes& to, const double* bin) {
 
 double Sum(const Classes& classes) { return std::accumulate(classes.begin(), classes.end(), 0.0); }
 
-// The cases less their Gini index times their number.
+// The cases less their Gini index times their number; squares of cases might be too large or small.
 double Purity(const Classes& classes) {
-  return std::inner_product(classes.begin(), classes.end(), classes.begin(), 0.0) / Sum(classes);
+  const double cases = Sum(classes);
+  const auto add = [&](double purity, double part) { return purity + part / cases * part; };
+  return std::accumulate(classes.begin(), classes.end(), 0.0, add);
 }
 
 bool IsBetter(double gain, const Split& than, double cases) {
@@ -65,7 +68,7 @@ Split FindCut(const Histogram& histogram, bool isText, double minCases) {
     }
     isLeft[bin] = true;
     Add(upTo, histogram.Bin(bin));
-    isLeft.back() = 2 * Sum(upTo) >= Sum(known);
+    isLeft.back() = Sum(upTo) >= Sum(known) / 2;
     left = upTo;
     if (isLeft.back()) Add(left, missing);
     std::transform(all.begin(), all.end(), left.begin(), right.begin(), std::minus<>());
@@ -94,12 +97,12 @@ class Grower {
 
   Tree Grow() {
     PlantRoot();
-    for (int level = 0; level < fOptions.depth && fFirst < fNodes.size(); ++level) {
+    for (int level = 0; level < fOptions.depth && !fOpen.empty(); ++level) {
       for (const std::size_t column : fData.inputs) FindSplits(column);
-      const std::size_t next = fNodes.size();
-      for (std::size_t i = fFirst; i < next; ++i) AddChildren(i);
-      for (const std::size_t column : fData.inputs) MoveRecords(column);
-      fFirst = next;
+      std::set<std::size_t> columns;
+      for (const std::size_t i : std::exchange(fOpen, {}))
+        if (AddChildren(i)) columns.insert(fNodes[i].split.column);
+      for (const std::size_t column : columns) MoveRecords(column);
     }
     Test();
     return std::move(fTree);
@@ -113,50 +116,54 @@ class Grower {
       if (values[0] > 0) root.classes[fTarget.BinOf(values[1])] += values[0];
     });
     if (!(root.Cases() > 0)) throw std::runtime_error("there are no training cases");
-    fNodes.push_back(std::move(root));
+    AddNode(std::move(root));
   }
 
-  // A better split by this column for the nodes of the level.
+  void AddNode(Node node) {
+    const double cases = node.Cases();
+    const bool isPure = node.classes[node.Commonest()] >= cases;
+    if (!isPure && cases / 2 >= fOptions.minCases) fOpen.push_back(fNodes.size());
+    fNodes.push_back(std::move(node));
+  }
+
+  // A better split by this column for the open nodes.
   void FindSplits(std::size_t index) {
     const Column& column = fData.columns[index];
     const bool isText = column.GetKind() == Kind::Text;
     const std::size_t bins = column.CountBins() + 1, classes = fTarget.CountBins();
-    std::vector<double> cells((fNodes.size() - fFirst) * bins * classes);
+    std::vector<Classes> cells(fNodes.size());  // none for the other nodes
+    for (const std::size_t i : fOpen) cells[i].resize(bins * classes);
     const auto count = [&](std::size_t row, const double* values) {
-      if (fNodeOf[row] < fFirst || !(values[0] > 0)) return;
-      const std::size_t bin = (fNodeOf[row] - fFirst) * bins + column.BinOf(values[1]);
-      cells[bin * classes + fTarget.BinOf(values[2])] += values[0];
+      Classes& node = cells[fNodeOf[row]];
+      if (node.empty() || !(values[0] > 0)) return;
+      node[column.BinOf(values[1]) * classes + fTarget.BinOf(values[2])] += values[0];
     };
     Scan(fData, {fData.training, index, fData.target}, column.Name(), count);
-    for (std::size_t i = fFirst; i < fNodes.size(); ++i) {
-      const Histogram histogram{&cells[(i - fFirst) * bins * classes], bins, classes};
-      Split split = FindSplit(histogram, index, isText, fOptions.minCases);
+    for (const std::size_t i : fOpen) {
+      Split split = FindSplit({cells[i].data(), bins, classes}, index, isText, fOptions.minCases);
       Split& best = fNodes[i].split;
       if (IsBetter(split.gain, best, fNodes[i].Cases())) best = std::move(split);
     }
   }
 
-  void AddChildren(std::size_t index) {
-    if (!(fNodes[index].split.gain > 0)) return;
+  // Whether there is a split.
+  bool AddChildren(std::size_t index) {
+    if (!(fNodes[index].split.gain > 0)) return false;
     fNodes[index].left = fNodes.size();
     for (const int side : {0, 1}) {
       Node child;
       child.classes = std::move(fNodes[index].split.children[side]);
-      fNodes.push_back(std::move(child));
+      AddNode(std::move(child));
     }
+    return true;
   }
 
-  // To the children of those nodes of the level that are split by this column.
+  // To the children of the nodes that are split by this column.
   void MoveRecords(std::size_t index) {
-    const auto isSplit = [&](const Node& node) {
-      return node.left > 0 && node.split.column == index;
-    };
-    const auto first = fNodes.begin() + static_cast<std::ptrdiff_t>(fFirst);
-    if (std::none_of(first, fNodes.end(), isSplit)) return;
     const Column& column = fData.columns[index];
     Scan(fData, {index}, column.Name(), [&](std::size_t row, const double* values) {
       const Node& node = fNodes[fNodeOf[row]];
-      if (!isSplit(node)) return;
+      if (node.left == 0 || node.split.column != index) return;
       const std::size_t side = node.split.isLeft[column.BinOf(values[0])] ? 0 : 1;
       fNodeOf[row] = static_cast<unsigned>(node.left + side);
     });
@@ -180,7 +187,7 @@ class Grower {
   std::vector<unsigned> fNodeOf;  // by record
   Tree fTree;
   std::vector<Node>& fNodes = fTree.nodes;
-  std::size_t fFirst = 0;  // node of the level
+  std::vector<std::size_t> fOpen;  // nodes of the level that may be split
 };
 
 }  // namespace
