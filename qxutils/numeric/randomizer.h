@@ -8,9 +8,10 @@ namespace qxg_800 {
 // A reproducible source of uniform random numbers, and the drawing of cases into a random sample.
 //
 // The generator is the combined one of P. L'Ecuyer, "Efficient and portable combined random number
-// generators", Communications of the ACM 31(6), 1988, stepped by the method of L. Schrage, "A more
-// portable Fortran random number generator", ACM Transactions on Mathematical Software 5(2), 1979.
-// The same seed gives the same numbers on every machine. It is made for sampling, not for secrets.
+// generators", Communications of the ACM 31(6), 1988; its states are those of the method of L.
+// Schrage, "A more portable Fortran random number generator", ACM Transactions on Mathematical
+// Software 5(2), 1979. The same seed gives the same numbers on every machine. It is made for
+// sampling, not for secrets.
 //
 // Nothing is thrown and nothing allocated. A copy goes on from the same state on its own. Used by
 // one thread at a time.
