@@ -23,8 +23,11 @@ inline bool compare_record(record a, record b) { return a.value < b.value; }
 // Gathers the distinct values of a continuous variable, each with its total weight, and hands them
 // out in ascending order.
 //
-// Memory grows with the number of distinct values, not with that of the cases. Throws nothing but
-// std::bad_alloc, and is then as it was before. Copies are deep. Used by one thread at a time.
+// Memory grows with the number of distinct values, not with that of the cases: one node of an
+// ordered map each, and for the whole cache an index that makes updates fast, of 1 KiB a value from
+// 8 values on, at most 128 KiB, and none for very many values or where there is no memory for it.
+// Throws nothing but std::bad_alloc, and is then as it was before. Copies are deep. Used by one
+// thread at a time.
 //
 // The orders of the fields and of the virtual operations are part of the binary interface.
 class QXUTILS_EXPORT BinEncoderCache {
