@@ -20,7 +20,6 @@ constexpr int kEndOfData = 1;
 
 constexpr int kDoubles = 2;  // of one record
 
-constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
 constexpr std::size_t kSlotsPerValue = 128;
 constexpr int kMostIndexBits = 14;  // 128 KiB of addresses
 
@@ -45,6 +44,7 @@ BinEncoderCache& BinEncoderCache::operator=(const BinEncoderCache& other) {
   fpLast = nullptr;
   fpIndex.reset();
   fIndexBits = 0;
+  fIndexLimit = kLeastIndexed;
   return *this;
 }
 
@@ -63,24 +63,20 @@ void BinEncoderCache::update(double* rec) {
   fpLast = indexed;
 }
 
+// Ascending input needs no search and so no index.
 void BinEncoderCache::UpdateMap(double value, double weight) {
-  fpLast = Entry(value);
-  fpLast->second += weight;
-  if (fpIndex) fpIndex[Slot(value)] = fpLast;
-}
-
-// The entry of a value; a new one, with total 0, where there is none.
-BinEncoderCache::Pair* BinEncoderCache::Entry(double value) {
   auto entry = fValueWeights.end();
-  if (entry != fValueWeights.begin() &&
-      std::prev(entry)->first >= value) {  // else it is the greatest
+  if (entry != fValueWeights.begin() && std::prev(entry)->first >= value) {
+    if (fValueWeights.size() >= fIndexLimit) RenewIndex();
     entry = fValueWeights.lower_bound(value);
-    if (entry->first == value) return &*entry;
   }
-  entry = fValueWeights.emplace_hint(entry, value, 0.0);
-  const bool isPowerOfTwo = (fValueWeights.size() & (fValueWeights.size() - 1)) == 0;
-  if (isPowerOfTwo) ResizeIndex();
-  return &*entry;
+  if (entry != fValueWeights.end() && entry->first == value) {
+    entry->second += weight;
+  } else {
+    entry = fValueWeights.emplace_hint(entry, value, 0.0 + weight);  // -0.0 gives 0.0
+  }
+  fpLast = &*entry;
+  if (fpIndex) fpIndex[Slot(value)] = fpLast;
 }
 
 std::size_t BinEncoderCache::Slot(double value) const {
@@ -91,9 +87,9 @@ std::size_t BinEncoderCache::Slot(double value) const {
 
 // Sparse, so that few values share a slot, and given up where that is too little to be of use.
 // Without memory for it the map does alone.
-void BinEncoderCache::ResizeIndex() {
+void BinEncoderCache::RenewIndex() {
   const std::size_t values = fValueWeights.size();
-  if (values < kLeastIndexed) return;
+  fIndexLimit = 2 * values;
   int bits = 0;
   while (bits < kMostIndexBits && std::size_t{1} << bits < kSlotsPerValue * values) ++bits;
   if (values > std::size_t{2} << kMostIndexBits) bits = 0;
@@ -108,13 +104,10 @@ Arbex_800::ADoubleRecordIterator* BinEncoderCache::createIterator() {
 
 BinEncoderIterator::BinEncoderIterator(const std::map<double, double>& pairs)
     : fpRecords(new record[pairs.size()]), fNumRecords(static_cast<long>(pairs.size())) {
-  record* const end =
-      std::transform(pairs.begin(), pairs.end(), fpRecords.get(), [](const auto& pair) {
-        return record{pair.first, pair.second};
-      });
-  // The map's order is ascending by value already.
-  if (!std::is_sorted(fpRecords.get(), end, compare_record))
-    std::sort(fpRecords.get(), end, compare_record);
+  // The map's order is that of compare_record already: there is nothing to sort.
+  std::transform(pairs.begin(), pairs.end(), fpRecords.get(), [](const auto& pair) {
+    return record{pair.first, pair.second};
+  });
   fpRecord = std::make_unique<Record>(reinterpret_cast<double*>(fpRecords.get()), kDoubles);
 }
 

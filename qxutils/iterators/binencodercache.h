@@ -24,8 +24,10 @@ inline bool compare_record(record a, record b) { return a.value < b.value; }
 // out in ascending order.
 //
 // Memory grows with the number of distinct values, not with that of the cases: one node of an
-// ordered map each, and for the whole cache an index that makes updates fast, of 1 KiB a value from
-// 8 values on, at most 128 KiB, and none for very many values or where there is no memory for it.
+// ordered map each, and for the whole cache an index that makes updates fast, of at most 2 KiB a
+// value and 128 KiB in all. There is none as long as the values only ascend, nor where they are
+// very few or very many, nor where there is no memory for it.
+//
 // Throws nothing but std::bad_alloc, and is then as it was before. Copies are deep. Used by one
 // thread at a time.
 //
@@ -54,18 +56,19 @@ class QXUTILS_EXPORT BinEncoderCache {
 
  private:
   using Pair = std::map<double, double>::value_type;
+  static constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
 
   [[gnu::noinline]] QXUTILS_LOCAL void UpdateMap(double value, double weight);
-  QXUTILS_LOCAL Pair* Entry(double value);
   QXUTILS_LOCAL std::size_t Slot(double value) const;
-  QXUTILS_LOCAL void ResizeIndex();
+  QXUTILS_LOCAL void RenewIndex();
 
   std::map<double, double> fValueWeights;  // total weight by value
   Pair* fpLast = nullptr;                  // the map's entry of the last update; null at first
   // Addresses of the map's entries where their values' bits lead: what is found there needs no
   // search. Values that share a slot take turns. Null: none.
   std::unique_ptr<Pair*[]> fpIndex;
-  int fIndexBits = 0;  // the index has 2^fIndexBits slots
+  int fIndexBits = 0;                       // the index has 2^fIndexBits slots
+  std::size_t fIndexLimit = kLeastIndexed;  // values from which on a search renews the index
 };
 
 // Hands out (value, total weight) pairs as records of two doubles, in ascending order of value.

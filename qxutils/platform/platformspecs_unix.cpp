@@ -73,10 +73,10 @@ std::string NameNow(const char* folder, const char* prefix, const char* extensio
 
 // Makes something under a new name with `make(name)`, which says whether it succeeded and sets
 // errno. Making is its own probe: it fails with EEXIST where a name is taken, be it since a moment
-// ago.
+// ago. `taken` needs no probe.
 template <class Make>
 std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
-                             Make make) {
+                             const std::string& taken, Make make) {
   for (;;) {
     std::string name;
     int counter = 0;
@@ -85,8 +85,10 @@ std::string MakeUnderNewName(const char* folder, const char* prefix, const char*
       counter = fnCounter;
       name = NameNow(folder, prefix, extension);
     }
-    if (make(name.c_str())) return name;
-    if (errno != EEXIST) return std::string();
+    if (name != taken) {
+      if (make(name.c_str())) return name;
+      if (errno != EEXIST) return std::string();
+    }
     const Locked lock(gate);
     if (fnCounter == counter) CountOn();  // else another thread has done so
   }
@@ -103,8 +105,9 @@ std::string GenerateTempName(const char* folder, const char* prefix, const char*
   }
 }
 
-std::string CreateTempFile(const char* folder, const char* prefix, const char* extension) {
-  return MakeUnderNewName(folder, prefix, extension, [](const char* name) {
+std::string CreateTempFile(const char* folder, const char* prefix, const char* extension,
+                           const std::string& taken) {
+  return MakeUnderNewName(folder, prefix, extension, taken, [](const char* name) {
     constexpr int kNewFile = O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     const int descriptor = open(name, O_WRONLY | kNewFile, kPrivateFileMode);
     if (descriptor < 0) return false;
@@ -115,7 +118,7 @@ std::string CreateTempFile(const char* folder, const char* prefix, const char* e
 
 std::string CreateTempSubDirectory(const std::string& parent) {
   const char* folder = IsValidDirectory(parent) ? parent.c_str() : nullptr;
-  return MakeUnderNewName(folder, "qxd", nullptr,
+  return MakeUnderNewName(folder, "qxd", nullptr, std::string(),
                           [](const char* name) { return mkdir(name, kTempFolderMode) == 0; });
 }
 

@@ -99,16 +99,16 @@ class NewFile {
   std::string fName;  // empty: there is nothing to remove
 };
 
-// Opens a new temporary file for writing and gives its name. How an engine's storage makes its file
-// is that storage's business.
+// Opens a new temporary file for writing and gives its name, which is not `taken`. How an engine's
+// storage makes its file is that storage's business.
 std::string OpenNewFile(TempFileStorage& storage, const std::string& folder, const char* prefix,
-                        const EnvironmentSettings& settings) {
+                        const std::string& taken, const EnvironmentSettings& settings) {
   if (!UsesOwnStorage(settings)) {
     std::string name = GenerateTempName(folder.c_str(), prefix, kExtension);
     Open(storage, name, IOBinFile::IOModeWrite, settings);
     return name;
   }
-  NewFile file(storage, CreateTempFile(folder.c_str(), prefix, kExtension));
+  NewFile file(storage, CreateTempFile(folder.c_str(), prefix, kExtension, taken));
   Require(!file.Name().empty(), QxUtils_800::FileOpenError);
   Open(storage, file.Name(), IOBinFile::IOModeWrite, settings);
   return file.Keep();
@@ -135,7 +135,7 @@ QxViewSetManager::QxViewSetManager(long bufferMemory, const std::vector<ViewInfo
       fClosed(views.size(), false),
       fNumOpen(views.size()),
       fFolder(FolderOf(settings)) {
-  fFileName = OpenNewFile(*fpStorage, fFolder, kSharedPrefix, settings);
+  fFileName = OpenNewFile(*fpStorage, fFolder, kSharedPrefix, std::string(), settings);
 }
 
 QxViewSetManager::~QxViewSetManager() {
@@ -217,7 +217,10 @@ void QxViewSetManager::Split() {
 
 void QxViewSetManager::MakeViewFile(std::size_t view) {
   fFiles[view] = NewStorage(fSettings);
-  OpenNewFile(*fFiles[view], fFolder, kViewPrefix, fSettings);
+  // The counter of names still stands at the file before: trying that name first would make the
+  // last close of many views a tenth slower.
+  const std::string taken = view > 0 ? fFiles[view - 1]->GetFileName() : std::string();
+  OpenNewFile(*fFiles[view], fFolder, kViewPrefix, taken, fSettings);
   for (const Segment& segment : fIndex[view]) CopySegment(view, segment);
   Require(fFiles[view]->Close(), QxUtils_800::FileWriteError);
 }
