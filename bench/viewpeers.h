@@ -148,7 +148,9 @@ struct InFiles {
   }
 };
 
-// One file that all views share, copied out at the end: the least that a view set can do.
+// One file that all views share, copied out at the end: the least that a view set can do. When
+// kOpensTwice, each view's file is made first and then opened by its name, as a view set has to.
+template <bool kOpensTwice = false>
 class OneFile : public InFiles {
  public:
   OneFile(int views, std::size_t /*bytes*/)
@@ -162,7 +164,9 @@ class OneFile : public InFiles {
   }
   void Finish(char* scratch) {
     for (std::size_t view = 0; view < fIndex.size(); ++view) {
-      const Descriptor out(FileOf(static_cast<int>(view)), O_WRONLY | O_CREAT | O_EXCL);
+      const std::string name = FileOf(static_cast<int>(view));
+      if (kOpensTwice) Descriptor(name, O_WRONLY | O_CREAT | O_EXCL).Close();
+      const Descriptor out(name, O_WRONLY | O_CREAT | (kOpensTwice ? O_TRUNC : O_EXCL));
       for (const auto& [start, bytes] : fIndex[view]) {
         Check(pread(*fFile, scratch, bytes, start) == static_cast<ssize_t>(bytes), "a short read");
         out.Write(scratch, bytes);

@@ -141,7 +141,7 @@ void AddSinks(int views) {
   const std::string row = "views/" + std::to_string(views);
   const int repetitions = views > 10'000 ? 1 : kRepetitions;  // seconds each
   AddSink<Ours>(row, "ours", views, repetitions);
-  if (views <= 10'000 || isFull) AddSink<Buffered<OneFile>>(row, "floor", views, repetitions);
+  if (views <= 10'000 || isFull) AddSink<Buffered<OneFile<>>>(row, "floor", views, repetitions);
   if (views >= 10'000 || isFull) AddSink<Buffered<Reopening>>(row, "reopening", views, repetitions);
   if (views <= 1'000 || isFull) AddSink<Buffered<Hdf5>>(row, "hdf5", views, 1);
   if (!HasDescriptors(views)) return;
@@ -156,7 +156,8 @@ void AddViews() {
   if (scale == Scale::kFull) AddSinks(100);
   for (const long bytes : {1'600L, 16'384L, 1'600'000L}) {
     AddClose<Ours>("ours", bytes);
-    AddClose<Buffered<OneFile>>("floor", bytes);
+    AddClose<Buffered<OneFile<>>>("floor", bytes);
+    AddClose<Buffered<OneFile<true>>>("floor-2-opens", bytes);
   }
 }
 
