@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "support.h"
 
 // The numbers that names are made with at present: process id and counter.
@@ -55,18 +57,24 @@ TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   EXPECT_TRUE(CreateTempSubDirectory("/proc").empty() && errno != ENOTEMPTY);
 }
 
-TEST(PlatformThreads, ShareAFolder) {
+TEST(PlatformThreads, ShareAFolderWhileTheHostFlushesAllStreams) {
   const TempFolder folder;
+  std::atomic<bool> isOver{false};
+  std::thread host([&] {
+    while (!isOver) std::fflush(nullptr);
+  });
   std::vector<std::thread> threads;
   for (char mark = 'a'; mark < 'i'; ++mark) {
     threads.emplace_back([&, mark] {
       ViewSet set(0, {{1, 0}, {2, 0}}, folder.settings);
-      for (int item = 0; item < 200; ++item) set.Write(0, {mark});
+      for (int item = 0; item < 20000; ++item) set.Write(0, {mark});
       EXPECT_TRUE(set.Close(0) && set.Close(1));
-      EXPECT_EQ(set.Take(0), std::string(200, mark));
+      EXPECT_EQ(set.Take(0), std::string(20000, mark));
       for (int i = 0; i < 20; ++i) CreateTempSubDirectory(folder.path);
     });
   }
   for (std::thread& thread : threads) thread.join();
+  isOver = true;
+  host.join();
   EXPECT_EQ(folder.Entries().size(), 160U) << "every thread its own folders, and no file is left";
 }

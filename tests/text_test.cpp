@@ -27,6 +27,8 @@ TEST(NumberText, EqualsPrintfInEveryRoundingDirection) {
       std::memcpy(&value, &bits, sizeof value);
       ASSERT_EQ(Format(value, false, nullptr), Printf("%.15g", value)) << direction << ' ' << seed;
     }
+    const std::string last = FormatRulesDate(67767988452911992.0, true);  // its day may be no day
+    EXPECT_EQ(last.substr(0, 4), direction == FE_UPWARD ? "6.77" : "31-D");
   }
 }
 

@@ -95,6 +95,7 @@ void BinEncoderCache::RenewIndex() {
   if (values > std::size_t{2} << kMostIndexBits) bits = 0;
   if (bits == fIndexBits) return;
   fIndexBits = bits;
+  fpIndex.reset();  // before the new one is made: memory for one of them is what the cache takes
   fpIndex.reset(bits > 0 ? new (std::nothrow) Pair*[std::size_t{1} << bits]() : nullptr);
 }
 

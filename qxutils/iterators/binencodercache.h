@@ -25,8 +25,8 @@ inline bool compare_record(record a, record b) { return a.value < b.value; }
 //
 // Memory grows with the number of distinct values, not with that of the cases: one node of an
 // ordered map each, and for the whole cache an index that makes updates fast, of at most 2 KiB a
-// value and 128 KiB in all. There is none as long as the values only ascend, nor where they are
-// very few or very many, nor where there is no memory for it.
+// value and 128 KiB in all. There is none as long as the values only ascend or are very few, in the
+// end none where they are very many, and none where there is no memory for it.
 //
 // Throws nothing but std::bad_alloc, and is then as it was before. Copies are deep. Used by one
 // thread at a time.
@@ -58,12 +58,13 @@ class QXUTILS_EXPORT BinEncoderCache {
   using Pair = std::map<double, double>::value_type;
   static constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
 
-  [[gnu::noinline]] QXUTILS_LOCAL void UpdateMap(double value, double weight);
+  QXUTILS_LOCAL void UpdateMap(double value, double weight);
   QXUTILS_LOCAL std::size_t Slot(double value) const;
   QXUTILS_LOCAL void RenewIndex();
 
   std::map<double, double> fValueWeights;  // total weight by value
-  Pair* fpLast = nullptr;                  // the map's entry of the last update; null at first
+  // The map's entry of the last update: equal values in a row need no search. Null at first.
+  Pair* fpLast = nullptr;
   // Addresses of the map's entries where their values' bits lead: what is found there needs no
   // search. Values that share a slot take turns. Null: none.
   std::unique_ptr<Pair*[]> fpIndex;

@@ -23,8 +23,9 @@ class QXUTILS_EXPORT Randomizer {
   // 2147483399, and as 1 when that leaves 0; with 0 and below, the time in seconds takes its place,
   // so that two such generators made within a second give the same numbers.
   //
-  // `p`: the probability, 0 to 1, with which a case is selected. `returnSelected`: whether
-  // GetRandomFreq gives the number of cases that were selected, or of those that were not.
+  // `p`: the probability, 0 to 1, with which a case is selected, compared with draws in the
+  // rounding direction that holds now. `returnSelected`: whether GetRandomFreq gives the number of
+  // cases that were selected, or of those that were not.
   Randomizer(long seed, double p, bool returnSelected);
 
   Randomizer(const Randomizer&) = default;

@@ -34,8 +34,9 @@ bool IOBinFile::Open(const std::string& name, IOModeFile mode,
   if (!Close() || fFileName.empty()) return false;
   fpStream.reset(OpenImp(fFileName, fMode, ConvertToZlibLevel(fLevel)));
   if (!fpStream) return false;
-  // One thread at a time uses this object: without the stream's own lock small transfers take half.
-  __fsetlocking(fpStream.get(), FSETLOCKING_BYCALLER);
+  // Small reads take half without the stream's own lock; one thread at a time uses this object. A
+  // stream to write keeps it, since fflush(nullptr) in any thread of the host brings it out too.
+  if (fMode == IOModeRead) __fsetlocking(fpStream.get(), FSETLOCKING_BYCALLER);
   return true;
 }
 

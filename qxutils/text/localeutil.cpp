@@ -23,7 +23,7 @@ constexpr std::size_t kDateBytes = 32;  // a year of 10 digits makes 26
 constexpr long kSecondsPerMinute = 60;
 constexpr int kMinutesPerHour = 60;
 constexpr long kSecondsPerDay = 86400;
-constexpr double kEndOfDates = 67767988452912000.0;  // 1 January 2147483648
+constexpr double kEndOfDays = 784351718205.0;  // 1 January 2147483648
 constexpr std::size_t kMonthBytes = 3;
 constexpr char kMonths[] = "JANFEBMARAPRMAYJUNJULAUGSEPOCTNOVDEC";
 
@@ -82,12 +82,13 @@ std::string PrintDefault(double value) {
   return std::string(text, result.ptr);
 }
 
-// False for NaN too. Below the end every date-time fits a long, and its year an int.
-bool IsDate(double value) { return value >= 0.0 && value < kEndOfDates; }
+double Days(double date) { return date / static_cast<double>(kSecondsPerDay); }
 
-long WholeDays(double date) {
-  return static_cast<long>(date / static_cast<double>(kSecondsPerDay));
-}
+// False for NaN too. Below the end every date-time fits a long, and its year an int, also where the
+// division is rounded up.
+bool IsDate(double value) { return value >= 0.0 && Days(value) < kEndOfDays; }
+
+long WholeDays(double date) { return static_cast<long>(Days(date)); }
 
 // fmod(value, divisor) of a date, many times faster than fmod: in integers and one exact sum.
 double Remainder(double value, long divisor) {

@@ -53,7 +53,7 @@ std::string Format(Number value) = delete;
 //
 // When `asDate` is false, or `value` is no date, gives Format(value, false, nullptr). Negative
 // values are none, nor are those that are not finite, nor years after 2147483647 (from
-// 67767988452912000 seconds on).
+// 67767988452912000 seconds on; from 8 seconds before where the rounding direction is upward).
 QXUTILS_EXPORT std::string FormatRulesDate(double value, bool asDate);
 
 }  // namespace qxg_800

@@ -219,7 +219,8 @@ void QxViewSetManager::MakeViewFile(std::size_t view) {
   fFiles[view] = NewStorage(fSettings);
   // The counter of names still stands at the file before: trying that name first would make the
   // last close of many views a tenth slower.
-  const std::string taken = view > 0 ? fFiles[view - 1]->GetFileName() : std::string();
+  const bool isKnown = view > 0 && UsesOwnStorage(fSettings);
+  const std::string taken = isKnown ? fFiles[view - 1]->GetFileName() : std::string();
   OpenNewFile(*fFiles[view], fFolder, kViewPrefix, taken, fSettings);
   for (const Segment& segment : fIndex[view]) CopySegment(view, segment);
   Require(fFiles[view]->Close(), QxUtils_800::FileWriteError);
