@@ -56,19 +56,25 @@ class QXUTILS_EXPORT BinEncoderCache {
 
  private:
   using Pair = std::map<double, double>::value_type;
+  QXUTILS_LOCAL static Pair none;                  // stands where there is no entry
+  static constexpr int kNoShift = 64;              // that of no index
   static constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
 
+  QXUTILS_LOCAL void UpdateLast(double weight);
+  QXUTILS_LOCAL void Settle();
   QXUTILS_LOCAL void UpdateMap(double value, double weight);
   QXUTILS_LOCAL std::size_t Slot(double value) const;
   QXUTILS_LOCAL void RenewIndex();
 
   std::map<double, double> fValueWeights;  // total weight by value
-  // The map's entry of the last update: equal values in a row need no search. Null at first.
-  Pair* fpLast = nullptr;
+  // The map's entry of the last update: equal values in a row need no search. `none` at first.
+  Pair* fpLast = &none;
+  bool fIsWaiting = false;
+  double fWaiting = 0;  // when fIsWaiting: a weight that *fpLast is still to get
   // Addresses of the map's entries where their values' bits lead: what is found there needs no
-  // search. Values that share a slot take turns. Null: none.
+  // search. Values that share a slot take turns. Null: there is no index.
   std::unique_ptr<Pair*[]> fpIndex;
-  int fIndexBits = 0;                       // the index has 2^fIndexBits slots
+  int fIndexShift = kNoShift;               // the index has 2^(64 - fIndexShift) slots
   std::size_t fIndexLimit = kLeastIndexed;  // values from which on a search renews the index
 };
 
