@@ -1,6 +1,8 @@
 #include "bench.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -32,7 +34,7 @@ class OwnFolder {
 }  // namespace
 
 void Fail(std::string_view what) {
-  std::fprintf(stderr, "wrong: %.*s\n", static_cast<int>(what.size()), what.data());
+  std::fprintf(stderr, "failed: %.*s\n", static_cast<int>(what.size()), what.data());
   std::exit(1);
 }
 
@@ -58,7 +60,15 @@ bool HasDescriptors(long count) {
   constexpr rlim_t kOthers = 50;
   rlimit limit{};
   Check(getrlimit(RLIMIT_NOFILE, &limit) == 0, "no limit of descriptors");
-  return static_cast<rlim_t>(count) + kOthers <= limit.rlim_cur;
+  const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);  // the lowest that is free
+  Check(next >= 0 && close(next) == 0, "no descriptor");
+  return static_cast<rlim_t>(next + count) + kOthers <= limit.rlim_cur;
+}
+
+// glibc joins its free blocks when it is asked for one of more than 1 KiB.
+void JoinFreeMemory() {
+  void* volatile block = std::malloc(100'000);
+  std::free(block);
 }
 
 std::string Text(double value, int digits) {

@@ -58,12 +58,17 @@ void Shuffle(std::vector<T>& values) {
   for (std::size_t i = values.size(); i > 1; --i) std::swap(values[i - 1], values[random.Below(i)]);
 }
 
+// Memory given back in another order than it was taken would lie scattered for whoever comes next:
+// makes the heap join it again.
+void JoinFreeMemory();
+
 // Measures `work`, which does `items` items, as often as it takes; `result`, asked for once, gives
 // what has to be the same for all competitors of the row.
 template <class Work, class Result>
 void Add(const std::string& row, const std::string& peer, long items, Work work, Result result) {
   const auto run = [=, isNew = true](benchmark::State& state) mutable {
     if (std::exchange(isNew, false)) Agree(row, peer, result());
+    JoinFreeMemory();
     for (auto _ : state) work();
     state.SetItemsProcessed(state.iterations() * items);
   };
@@ -82,6 +87,7 @@ template <class Make, class Work, class Look>
 void AddOnce(const std::string& row, const std::string& peer, long items, int repetitions,
              Make make, Work work, Look look) {
   const auto run = [=](benchmark::State& state) {
+    JoinFreeMemory();
     const auto object = make();
     for (auto _ : state) work(*object);
     state.SetItemsProcessed(items);

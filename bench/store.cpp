@@ -3,11 +3,12 @@
 
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <memory>
 
 #include "bench.h"
 #include "subjects.h"
-#include "viewset.h"
+#include "viewpeers.h"
 
 namespace bench {
 namespace {
@@ -17,11 +18,13 @@ constexpr long kItems = 256;  // a view
 using Order = std::vector<int>;  // the view of each item
 
 struct Ours : ViewSet {
-  explicit Ours(int views) : ViewSet(views, kItems * kItemBytes * views) {}
+  explicit Ours(int number) : ViewSet(number, kItems * kItemBytes * number), views(number) {}
   std::string_view Bytes(int view) { return {Buffer(view).GetBuffer(), kItems * kItemBytes}; }
   void Empty() {
-    for (int view = 0; view < Views(); ++view) Buffer(view).Reset();
+    for (int view = 0; view < views; ++view) Buffer(view).Reset();
   }
+
+  int views;
 };
 
 struct Floor {
@@ -29,11 +32,10 @@ struct Floor {
     for (std::unique_ptr<char[]>& buffer : buffers) buffer.reset(new char[kItems * kItemBytes]);
     Empty();
   }
-  bool Write(int view, const char* item) {
+  void Write(int view, const char* item) {
     char*& end = ends[static_cast<std::size_t>(view)];
     std::memcpy(end, item, kItemBytes);
     end += kItemBytes;
-    return true;
   }
   std::string_view Bytes(int view) const {
     return {buffers[static_cast<std::size_t>(view)].get(), kItems * kItemBytes};
@@ -56,8 +58,9 @@ struct Stdio {
       std::setvbuf(streams.back().get(), buffer.data(), _IOFBF, kBytes);
     }
   }
-  bool Write(int view, const char* item) {
-    return kWrite(item, 1, kItemBytes, streams[static_cast<std::size_t>(view)].get()) == kItemBytes;
+  void Write(int view, const char* item) {
+    std::FILE* const stream = streams[static_cast<std::size_t>(view)].get();
+    Check(kWrite(item, 1, kItemBytes, stream) == kItemBytes, "a short write");
   }
   std::string_view Bytes(int view) const {
     return {buffers[static_cast<std::size_t>(view)].data(), kItems * kItemBytes};
@@ -78,7 +81,7 @@ void AddWriter(const std::string& row, const std::string& peer, const Order& ord
     std::uint64_t item = 0;
     for (const int view : order) {
       ++item;
-      Check(writer->Write(view, reinterpret_cast<const char*>(&item)), "an item was refused");
+      writer->Write(view, reinterpret_cast<const char*>(&item));
     }
   };
   const auto work = [=] {

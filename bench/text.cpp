@@ -1,8 +1,7 @@
 // Numbers, dates and code sets as text.
 #include <double-conversion/double-conversion.h>
-#include <fmt/format.h>
+#include <fmt/compile.h>
 #include <iconv.h>
-#include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 
 #include <array>
@@ -60,7 +59,7 @@ std::string_view ToChars(double value, Buffer& buffer) {
 }
 
 std::string_view Fmt(double value, Buffer& buffer) {
-  return Filled(buffer, fmt::format_to(buffer.data(), "{:.15g}", value));
+  return Filled(buffer, fmt::format_to(buffer.data(), FMT_COMPILE("{:.15g}"), value));
 }
 
 std::string_view DoubleConversion(double value, Buffer& buffer) {
@@ -83,12 +82,6 @@ void AddNumberRow(const std::string& row, const Values& values) {
   AddPrinter(row, "to_chars", values, ToChars);
   AddPrinter(row, "fmt", values, Fmt);
   AddPrinter(row, "double-conversion", values, DoubleConversion);
-}
-
-double FromBits(std::uint64_t bits) {
-  double value = 0;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
 }
 
 constexpr double kUnixEpoch = 12219379200.0;
@@ -157,7 +150,8 @@ void AddNumbers() {
     wholes.push_back(static_cast<double>(random.Below(1'000'000)));
     double value = 0;
     do {
-      value = FromBits(random.Bits());
+      const std::uint64_t drawn = random.Bits();
+      std::memcpy(&value, &drawn, sizeof value);
       // Between 1e14 and 1e17 there are ties, which double-conversion rounds up.
     } while (!std::isfinite(value) || (std::abs(value) > 1e14 && std::abs(value) < 1e17));
     bits.push_back(value);

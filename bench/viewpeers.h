@@ -1,4 +1,4 @@
-// What users could write many streams of items with instead of a view set. Each peer is made for a
+// A view set, and what users could write many streams of items with instead. Each is made for a
 // number of views, takes their items one by one, and is closed in two steps, the second of which
 // stands for the close of the last view; ForEach then gives a view's items back.
 #ifndef QXUTILS_BENCH_VIEWPEERS_H
@@ -17,15 +17,21 @@
 #include <vector>
 
 #include "bench.h"
-#include "viewset.h"
+#include "qxutils/storage/tempfilestorage.h"
+#include "qxutils/storage/tempfilestoragemgr.h"
+#include "qxutils/viewset/qxviewbuffer.h"
+#include "qxutils/viewset/qxviewsetmanager.h"
 
 namespace bench {
+
+constexpr int kItemBytes = 8;
+constexpr long kBudget = 16'000'000;  // bytes of all buffers, where nothing else is said
 
 class Descriptor {
  public:
   Descriptor(const std::string& name, int flags)
       : fDescriptor(open(name.c_str(), flags | O_CLOEXEC, 0600)) {
-    Check(fDescriptor >= 0, "can't open " + name);
+    if (fDescriptor < 0) Fail("can't open " + name);
   }
   Descriptor(Descriptor&& other) noexcept : fDescriptor(std::exchange(other.fDescriptor, -1)) {}
   Descriptor& operator=(Descriptor&&) = delete;
@@ -58,21 +64,42 @@ void ForEachInFile(const std::string& name, Use use) {
   std::remove(name.c_str());
 }
 
-class Ours {
+// A view set of ours with a writer for each view, as an engine would use it.
+class ViewSet {
  public:
-  explicit Ours(int views) : fSet(views) {}
-  void Write(int view, const char* item) { Check(fSet.Write(view, item), "an item was refused"); }
-  void CloseAllButLast() {
-    for (int view = 0; view + 1 < fSet.Views(); ++view) Check(fSet.Close(view), "not closed");
+  explicit ViewSet(int views, long budget = kBudget)
+      : fManager(budget, Infos(views), fSettings), fWriters(static_cast<std::size_t>(views)) {
+    for (int view = 0; view < views; ++view) {
+      Writer(view).reset(TempFileStorageMgr::instance().getObject(view, fManager, &Buffer(view)));
+    }
   }
-  void CloseLast() { Check(fSet.Close(fSet.Views() - 1), "not closed"); }
+
+  void Write(int view, const char* item) {
+    Check(Writer(view)->Write(item, kItemBytes) == kItemBytes, "an item was refused");
+  }
+  qxg_800::QxViewBuffer& Buffer(int view) { return *fManager.GetViewBuffer(view, kItemBytes); }
+  void CloseAllButLast() {
+    for (int view = 0; view < LastView(); ++view) Check(Writer(view)->Close(), "not closed");
+  }
+  void CloseLast() { Check(Writer(LastView())->Close(), "not closed"); }
   template <class Use>
   void ForEach(int view, Use use) {
-    ForEachInFile(fSet.File(view), use);
+    const std::unique_ptr<TempFileStorage> file(fManager.GetFile(view));
+    ForEachInFile(file->GetFileName(), use);
   }
 
  private:
-  ViewSet fSet;
+  static std::vector<qxg_800::ViewInfo> Infos(int views) {
+    return std::vector<qxg_800::ViewInfo>(static_cast<std::size_t>(views), {kItemBytes, 0});
+  }
+  int LastView() const { return static_cast<int>(fWriters.size()) - 1; }
+  std::unique_ptr<TempFileStorage>& Writer(int view) {
+    return fWriters[static_cast<std::size_t>(view)];
+  }
+
+  const Arbex_800::EnvironmentSettings fSettings{Folder()};
+  qxg_800::QxViewSetManager fManager;
+  std::vector<std::unique_ptr<TempFileStorage>> fWriters;
 };
 
 class Streams {
@@ -104,8 +131,8 @@ class Streams {
 template <class Target>
 class Buffered {
  public:
-  explicit Buffered(int views)
-      : fBytes(static_cast<std::size_t>(std::max<long>(kBudget / kItemBytes / views, 10)) *
+  explicit Buffered(int views, long budget = kBudget)
+      : fBytes(static_cast<std::size_t>(std::max<long>(budget / kItemBytes / views, 10)) *
                kItemBytes),
         fSizes(static_cast<std::size_t>(views)),
         fBuffers(new char[fBytes * fSizes.size()]),
