@@ -146,9 +146,9 @@ void AddSinks(int views) {
   AddSink<ViewSet>(row, "ours", views, repetitions);
   if (views <= 10'000 || isFull) AddSink<Buffered<OneFile<>>>(row, "floor", views, repetitions);
   if (views >= 10'000 || isFull) AddSink<Buffered<Reopening>>(row, "reopening", views, repetitions);
-  if (!HasDescriptors(views)) return;
-  if (views <= 1'000 || isFull) AddSink<Streams>(row, "stdio", views, repetitions);
-  AddSink<Buffered<OwnDescriptors>>(row, "descriptors", views, kRepetitions);
+  if (!HasDescriptors(views) || (views > 1'000 && !isFull)) return;
+  AddSink<Streams>(row, "stdio", views, repetitions);
+  AddSink<Buffered<OwnDescriptors>>(row, "descriptors", views, repetitions);
 }
 
 // Rows of their own, since HDF5 leaves the heap of a process in small pieces.
