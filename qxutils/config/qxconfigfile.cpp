@@ -5,18 +5,15 @@
 #include <ostream>
 
 #include "qxutils/config/qxconfigfile_internal.h"
+#include "qxutils/platform/descriptors.h"
 
 namespace tree_800 {
 
 QxConfigFile::QxConfigFile(const std::string& path) {
-  errno = 0;
-  fStream.open(path);
-  if (!fStream.is_open()) {
-    if (errno == ENOMEM) throw std::bad_alloc();
-    return;
-  }
-  // std::getline keeps every exception to itself, want of memory too, unless the mask has the bad
-  // bit. A failed read then comes out as well, and only that one ends the reading in peace.
+  Open(path);
+  if (!fStream.is_open()) return;
+  // std::getline keeps every exception to itself, running out of memory too, unless the mask has
+  // the bad bit. A failed read then comes out as well, and only that one ends the reading in peace.
   fStream.exceptions(std::ios::badbit);
   try {
     ReadPairs();
@@ -32,14 +29,26 @@ std::string QxConfigFile::Read(const std::string& key) {
   return pair == fPairs.end() ? std::string() : pair->second;
 }
 
+void QxConfigFile::Open(const std::string& path) {
+  const qxg_800::StandardDescriptors standard;
+  if (!standard.AreHeld()) return;
+  errno = 0;
+  fStream.open(path);
+  if (!fStream.is_open() && errno == ENOMEM) throw std::bad_alloc();
+}
+
 void QxConfigFile::ReadPairs() {
   std::string key;
   std::string value;
   while (std::getline(fStream, key, '=') && std::getline(fStream, value)) fPairs[key] = value;
 }
 
-std::ostream& operator<<(std::ostream& os, QxConfigFile& file) {
+void QxConfigFilePrinter::Print(std::ostream& os, const QxConfigFile& file) {
   for (const auto& [key, value] : file.fPairs) os << key << " " << value << std::endl;
+}
+
+std::ostream& operator<<(std::ostream& os, QxConfigFile& file) {
+  QxConfigFilePrinter::Print(os, file);
   return os;
 }
 

@@ -2,7 +2,6 @@
 #define QXUTILS_CONFIG_QXCONFIGFILE_H
 
 #include <fstream>
-#include <iosfwd>
 #include <map>
 #include <string>
 
@@ -40,9 +39,9 @@ class QXUTILS_EXPORT QxConfigFile {
   std::string Read(const std::string& key);
 
  private:
-  // The library's own: not exported, so that a use elsewhere does not link.
-  friend std::ostream& operator<<(std::ostream& os, QxConfigFile& file);
+  friend class QxConfigFilePrinter;  // the library's own
 
+  QXUTILS_LOCAL void Open(const std::string& path);
   QXUTILS_LOCAL void ReadPairs();
 
   std::ifstream fStream;

@@ -8,7 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "qxutils/platform/tempfile.h"
+#include "qxutils/platform/descriptors.h"
+#include "qxutils/platform/platformspecs_internal.h"
 
 namespace qxg_800 {
 namespace {
@@ -51,11 +52,23 @@ int fnCounter = 0;  // guarded by gate; makes names unique in the process
 // unsigned.
 void CountOn() { fnCounter = static_cast<int>(static_cast<unsigned>(fnCounter) + 1U); }
 
-// lstat and not an open: opening hangs on a FIFO, takes a dangling link for nothing, and fails for
-// want of a descriptor where a file stands.
-bool IsTaken(const std::string& name) {
+enum class Probe { kFree, kTaken, kUnknown };
+
+// lstat and not an open: opening hangs on a FIFO, takes a dangling link for nothing, and fails
+// without a free descriptor where a file stands.
+Probe ProbeName(const std::string& name) {
   struct stat status;
-  return lstat(name.c_str(), &status) == 0;
+  if (lstat(name.c_str(), &status) == 0) return Probe::kTaken;
+  switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case EACCES:  // of the folder: whoever makes the file is told
+    case ELOOP:
+    case ENAMETOOLONG:
+      return Probe::kFree;
+    default:  // a disk that fails, say: a file may stand there
+      return Probe::kUnknown;
+  }
 }
 
 // The name that carries the present counter. REQUIRES: gate is held.
@@ -71,12 +84,24 @@ std::string NameNow(const char* folder, const char* prefix, const char* extensio
   return name;
 }
 
-// Makes something under a new name with `make(name)`, which says whether it succeeded and sets
-// errno. Making is its own probe: it fails with EEXIST where a name is taken, be it since a moment
-// ago. `taken` needs no probe.
-template <class Make>
+}  // namespace
+
+std::string GenerateTempName(const char* folder, const char* prefix, const char* extension) {
+  constexpr int kMostUnknown = 1000;  // in a row: a folder of which nothing can be told
+  const Locked lock(gate);
+  for (int unknown = 0;;) {
+    std::string name = NameNow(folder, prefix, extension);
+    const Probe probe = ProbeName(name);
+    unknown = probe == Probe::kUnknown ? unknown + 1 : 0;
+    if (probe == Probe::kFree || unknown > kMostUnknown) return name;
+    CountOn();
+  }
+}
+
+// Making is its own probe: it fails with EEXIST where a name is taken, even if only since a moment.
 std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
-                             const std::string& taken, Make make) {
+                             const std::string& taken,
+                             const std::function<bool(const char* name)>& make) {
   for (;;) {
     std::string name;
     int counter = 0;
@@ -94,39 +119,18 @@ std::string MakeUnderNewName(const char* folder, const char* prefix, const char*
   }
 }
 
-}  // namespace
-
-std::string GenerateTempName(const char* folder, const char* prefix, const char* extension) {
-  const Locked lock(gate);
-  for (;;) {
-    std::string name = NameNow(folder, prefix, extension);
-    if (!IsTaken(name)) return name;
-    CountOn();
-  }
-}
-
-std::string CreateTempFile(const char* folder, const char* prefix, const char* extension,
-                           const std::string& taken) {
-  return MakeUnderNewName(folder, prefix, extension, taken, [](const char* name) {
-    constexpr int kNewFile = O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const int descriptor = open(name, O_WRONLY | kNewFile, kPrivateFileMode);
-    if (descriptor < 0) return false;
-    close(descriptor);
-    return true;
-  });
-}
-
 std::string CreateTempSubDirectory(const std::string& parent) {
   const char* folder = IsValidDirectory(parent) ? parent.c_str() : nullptr;
   return MakeUnderNewName(folder, "qxd", nullptr, std::string(),
                           [](const char* name) { return mkdir(name, kTempFolderMode) == 0; });
 }
 
+// Looking up "." needs the right to enter, of the effective user and by all rules of the system.
 bool IsValidDirectory(const std::string& path) {
   const Locked lock(gate);
+  const std::string self = std::string(path.c_str()) + "/.";
   struct stat status;
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-         faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
+  return self.size() > 2 && stat(self.c_str(), &status) == 0;
 }
 
 std::string GetCurrentFolder() {
@@ -139,8 +143,8 @@ int RemoveFolder(const std::string& path) { return rmdir(path.c_str()); }
 long GetMaxOpenFiles() { return sysconf(_SC_OPEN_MAX); }
 
 int OpenFile(const std::string& path, const std::string& mode) {
-  if (mode == "wb") return open(path.c_str(), O_RDWR | O_CREAT | O_APPEND, kPrivateFileMode);
-  return open(path.c_str(), O_RDONLY);
+  const int flags = mode == "wb" ? O_RDWR | O_CREAT | O_APPEND : O_RDONLY;
+  return OpenAboveStandard(path.c_str(), flags, kPrivateFileMode);
 }
 
 }  // namespace qxg_800

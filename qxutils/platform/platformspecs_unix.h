@@ -22,9 +22,11 @@ namespace qxg_800 {
 //
 // The name is not reserved: until something of that name exists, the next call gives the same name.
 // So create the file before asking again, and create it exclusively (O_EXCL) where others may write
-// to the folder. Only a name at which something stands (a dangling link too) is passed over; in a
-// folder that is missing or can't be searched every name counts as free, and creating the file then
-// fails.
+// to the folder.
+//
+// A name is passed over when something stands there (a dangling link too), or when a failing disk
+// does not tell. After 1,000 such answers in a row the next name is returned. In a folder that is
+// missing or can't be searched every name counts as free: creating the file then fails.
 QXUTILS_EXPORT std::string GenerateTempName(const char* folder, const char* prefix,
                                             const char* extension);
 
@@ -37,7 +39,7 @@ QXUTILS_EXPORT std::string GenerateTempName(const char* folder, const char* pref
 QXUTILS_EXPORT std::string CreateTempSubDirectory(const std::string& parent);
 
 // Whether `path` is a folder that the process's effective user may enter. The working folder is not
-// moved.
+// moved. False for a path of more than 4,093 bytes.
 QXUTILS_EXPORT bool IsValidDirectory(const std::string& path);
 
 // The working folder; an empty string when it can't be told, or needs 1,024 bytes or more.
@@ -54,7 +56,7 @@ QXUTILS_EXPORT long GetMaxOpenFiles();
 //
 // The mode "wb" opens for reading and appending: the file is created when missing (permission bits
 // 0600 less the umask), kept as it is otherwise, and every write goes to its end. Any other mode
-// opens for reading only.
+// opens for reading only. The descriptor is never 0 to 2.
 QXUTILS_EXPORT int OpenFile(const std::string& path, const std::string& mode);
 
 }  // namespace qxg_800

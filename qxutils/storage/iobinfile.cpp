@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "qxutils/platform/descriptors.h"
+
 namespace qxg_800 {
 namespace {
 
@@ -17,6 +19,8 @@ int ConvertToZlibLevel(EnvironmentSettings::CompressionLevel level) {
 
 // "e": a child that the host process starts must not inherit its temporary files.
 std::FILE* OpenImp(const std::string& name, IOBinFile::IOModeFile mode, int /*level*/) {
+  const StandardDescriptors standard;
+  if (!standard.AreHeld()) return nullptr;
   return std::fopen(name.c_str(), mode == IOBinFile::IOModeRead ? "rbe" : "wbe");
 }
 
@@ -28,20 +32,22 @@ IOBinFile::~IOBinFile() { IOBinFile::Close(); }
 
 bool IOBinFile::Open(const std::string& name, IOModeFile mode,
                      EnvironmentSettings::CompressionLevel level) {
+  const bool isClosed = Close();
   fLevel = level;
   fFileName = name;
   fMode = mode;
-  if (!Close() || fFileName.empty()) return false;
+  if (!isClosed || fFileName.empty()) return false;
   fpStream.reset(OpenImp(fFileName, fMode, ConvertToZlibLevel(fLevel)));
   if (!fpStream) return false;
   // Small reads take half without the stream's own lock; one thread at a time uses this object. A
-  // stream to write keeps it, since fflush(nullptr) in any thread of the host brings it out too.
+  // stream to write keeps it, since fflush(nullptr) in any thread of the host flushes it too.
   if (fMode == IOModeRead) __fsetlocking(fpStream.get(), FSETLOCKING_BYCALLER);
   return true;
 }
 
 int IOBinFile::Read(char* data, int length) {
-  if (!fpStream || !data || length < 0) return 0;
+  // Reading a stream to write would leave its error mark, which Close heeds.
+  if (!fpStream || fMode != IOModeRead || !data || length < 0) return 0;
   return static_cast<int>(std::fread(data, 1, static_cast<std::size_t>(length), fpStream.get()));
 }
 
@@ -54,7 +60,15 @@ bool IOBinFile::Seek(long position) {
   return fpStream && std::fseek(fpStream.get(), position, SEEK_SET) == 0;
 }
 
-bool IOBinFile::Close() { return !fpStream || std::fclose(fpStream.release()) == 0; }
+// What fclose returns tells only of its own flush. One before it, be it the host's fflush(nullptr)
+// in another thread, may have failed and left nothing but the stream's error mark.
+bool IOBinFile::Close() {
+  if (!fpStream) return true;
+  std::FILE* const stream = fpStream.release();
+  const bool isWhole =
+      fMode == IOModeRead || (std::fflush(stream) == 0 && std::ferror(stream) == 0);
+  return std::fclose(stream) == 0 && isWhole;
+}
 
 void IOBinFile::Remove() {}
 

@@ -3,8 +3,7 @@
 
 #include "qxutils/export.h"
 #include "qxutils/host/environmentsettings.h"
-
-class TempFileStorage;
+#include "qxutils/storage/tempfilestorage.h"
 
 namespace qxg_800 {
 class QxViewBuffer;

@@ -11,7 +11,7 @@ IOBinVirtualFile::IOBinVirtualFile(int view, QxViewSetManager& manager, QxViewBu
 IOBinVirtualFile::~IOBinVirtualFile() = default;
 
 int IOBinVirtualFile::Write(const char* data, int length) {
-  if (fpBuffer && fpBuffer->StoreDouble(data, length)) return length;
+  if (fpBuffer && fpBuffer->StoreEightBytes(data, length)) return length;
   return WriteOther(data, length);
 }
 

@@ -43,7 +43,8 @@ class QXUTILS_EXPORT IOBinVirtualFile final : public IOBinFileWriter {
   bool Close() override;
 
  private:
-  // What is not one double, or meets a full buffer. Kept apart so that the rest saves no registers.
+  // What is not one item of eight bytes, or meets a full buffer. Kept apart so that the rest saves
+  // no registers.
   [[gnu::noinline]] QXUTILS_LOCAL int WriteOther(const char* data, int length);
 
   QxViewSetManager& fManager;

@@ -54,10 +54,10 @@ class QXUTILS_EXPORT QxViewBuffer {
   friend class IOBinVirtualFile;
   friend class QxViewSetManager;
 
-  // Store of one double, what nearly every write brings: no division, and a copy whose size the
-  // compiler knows. False, with nothing stored, when it is not one or there is no room.
-  bool StoreDouble(const char* data, int bytes) {
-    constexpr int kBytes = sizeof(double);
+  // Store of one item of eight bytes, a double in nearly every write: no division, and a copy whose
+  // size the compiler knows. False, with nothing stored, when it is not that or there is no room.
+  bool StoreEightBytes(const char* data, int bytes) {
+    constexpr int kBytes = 8;
     if (bytes != kBytes || fItemSize != kBytes || fSize >= fStoreLimit || !data) return false;
     std::memmove(fpBuffer.get() + fSize * kBytes, data, kBytes);
     ++fSize;

@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <limits>
 
-#include "qxutils/platform/platformspecs_unix.h"
 #include "qxutils/platform/qxutilsexception.h"
 #include "qxutils/platform/tempfile.h"
-#include "qxutils/storage/iobinfile.h"
 #include "qxutils/storage/tempfilestorage.h"
-#include "qxutils/storage/tempfilestoragemgr.h"
 #include "qxutils/viewset/qxviewbuffer.h"
+#include "qxutils/viewset/storedfile.h"
 
 namespace qxg_800 {
 namespace {
@@ -21,11 +18,6 @@ using Arbex_800::EnvironmentSettings;
 constexpr long kLeastCapacity = 10;  // items
 constexpr const char* kSharedPrefix = "qxfBIG";
 constexpr const char* kViewPrefix = "qxf";
-constexpr const char* kExtension = "tmp";
-
-void Require(bool success, const char* message) {
-  if (!success) throw QxUtilsException(message);
-}
 
 // Items per view. The last bound lets the size of every buffer in bytes fit an int.
 int Capacity(long memory, const std::vector<ViewInfo>& views) {
@@ -52,66 +44,12 @@ std::vector<std::unique_ptr<QxViewBuffer>> MakeBuffers(long memory,
   return buffers;
 }
 
-bool UsesOwnStorage(const EnvironmentSettings& settings) {
-  return settings.storagePrototype == nullptr;
-}
-
-// The host process may move its working folder while the set lives; names that are used again later
-// must not follow it to somebody else's files.
+// The host may move its working folder while the set lives. An engine's storage gets the folder as
+// it is, since the name means what that storage makes of it.
 std::string FolderOf(const EnvironmentSettings& settings) {
   std::string folder = settings.GetTempDirectory();
-  if (!UsesOwnStorage(settings) || (!folder.empty() && folder.front() == '/')) return folder;
-  std::string absolute = GetCurrentFolder();
-  if (absolute.empty()) return folder;
-  absolute += '/';
-  return absolute += folder;
-}
-
-std::unique_ptr<TempFileStorage> NewStorage(const EnvironmentSettings& settings) {
-  std::unique_ptr<TempFileStorage> storage(TempFileStorageMgr::instance().getObject(settings));
-  Require(storage != nullptr, QxUtils_800::FileOpenError);
-  return storage;
-}
-
-void Open(TempFileStorage& storage, const std::string& name, IOBinFile::IOModeFile mode,
-          const EnvironmentSettings& settings) {
-  Require(storage.Open(name, mode, settings.GetCompressionLevel()), QxUtils_800::FileOpenError);
-}
-
-// A file that was just created for a storage: removed again unless the storage takes it over. The
-// storage then forgets the name too, which is free for others from that moment on.
-class NewFile {
- public:
-  NewFile(TempFileStorage& storage, std::string name) : fStorage(storage), fName(std::move(name)) {}
-  ~NewFile() {
-    if (fName.empty()) return;
-    fStorage.SetFileName(std::string());
-    std::remove(fName.c_str());
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-
-  const std::string& Name() const { return fName; }
-  std::string Keep() { return std::exchange(fName, std::string()); }
-
- private:
-  TempFileStorage& fStorage;
-  std::string fName;  // empty: there is nothing to remove
-};
-
-// Opens a new temporary file for writing and gives its name, which is not `taken`. How an engine's
-// storage makes its file is that storage's business.
-std::string OpenNewFile(TempFileStorage& storage, const std::string& folder, const char* prefix,
-                        const std::string& taken, const EnvironmentSettings& settings) {
-  if (!UsesOwnStorage(settings)) {
-    std::string name = GenerateTempName(folder.c_str(), prefix, kExtension);
-    Open(storage, name, IOBinFile::IOModeWrite, settings);
-    return name;
-  }
-  NewFile file(storage, CreateTempFile(folder.c_str(), prefix, kExtension, taken));
-  Require(!file.Name().empty(), QxUtils_800::FileOpenError);
-  Open(storage, file.Name(), IOBinFile::IOModeWrite, settings);
-  return file.Keep();
+  Require(settings.storagePrototype || FixFolder(folder), QxUtils_800::FileOpenError);
+  return folder;
 }
 
 // Grows a vector ahead of an append that must not fail; reserve() would grow it one by one.
@@ -128,23 +66,20 @@ QxViewSetManager::QxViewSetManager(long bufferMemory, const std::vector<ViewInfo
     : fBufferMemory(bufferMemory),
       fViews(views),
       fSettings(settings),
-      fpStorage(NewStorage(settings)),
+      fpStorage(std::make_unique<StoredFile>(settings)),
       fBuffers(MakeBuffers(bufferMemory, views)),
       fFiles(views.size()),
       fIndex(views.size()),
       fClosed(views.size(), false),
       fNumOpen(views.size()),
       fFolder(FolderOf(settings)) {
-  fFileName = OpenNewFile(*fpStorage, fFolder, kSharedPrefix, std::string(), settings);
+  fFileName = fpStorage->Create(settings, fFolder, kSharedPrefix, StoredFile());
 }
 
+// The shared file stays: only the last Close removes it.
 QxViewSetManager::~QxViewSetManager() {
   fBuffers.clear();
-  fpStorage.reset();
-  for (std::unique_ptr<TempFileStorage>& file : fFiles) {
-    if (file && UsesOwnStorage(fSettings)) std::remove(file->GetFileName().c_str());
-    file.reset();
-  }
+  fpStorage->Release();
 }
 
 QxViewBuffer* QxViewSetManager::GetViewBuffer(int view, int itemSize) {
@@ -171,7 +106,7 @@ int QxViewSetManager::Close(int view) {
 
 TempFileStorage* QxViewSetManager::GetFile(int view) {
   if (!IsKnown(view) || !fComplete) return nullptr;
-  return fFiles[static_cast<std::size_t>(view)].release();
+  return fFiles[static_cast<std::size_t>(view)].Release().release();
 }
 
 bool QxViewSetManager::CheckAllClosed() { return fNumOpen == 0; }
@@ -195,7 +130,7 @@ void QxViewSetManager::WriteBufferToFile(QxViewBuffer* buffer, int view) {
   const long items = buffer->GetSize();
   const int bytes = static_cast<int>(items * buffer->GetItemSize());
   fWriteFailed = true;  // until proven otherwise: an engine's storage may throw
-  Require(fpStorage->Write(buffer->GetBuffer(), bytes) == bytes, QxUtils_800::FileWriteError);
+  Require((*fpStorage)->Write(buffer->GetBuffer(), bytes) == bytes, QxUtils_800::FileWriteError);
   fWriteFailed = false;
   UpdateIndex(view, items);
   buffer->Reset();
@@ -207,32 +142,29 @@ bool QxViewSetManager::IsKnown(int view) const {
 
 // Makes all view files of a set whose last view has been closed.
 void QxViewSetManager::Split() {
-  Require(fpStorage->Close(), QxUtils_800::FileWriteError);
-  Open(*fpStorage, fFileName, IOBinFile::IOModeRead, fSettings);
+  fpStorage->Reopen(fSettings, fFileName);
   for (std::size_t view = 0; view < fViews.size(); ++view) MakeViewFile(view);
-  fpStorage->Close();  // only read since it was opened: nothing can be lost
-  if (UsesOwnStorage(fSettings)) std::remove(fFileName.c_str());
+  (*fpStorage)->Close();  // only read since it was opened: nothing can be lost
+  fpStorage->Remove();
   fComplete = true;
 }
 
 void QxViewSetManager::MakeViewFile(std::size_t view) {
-  fFiles[view] = NewStorage(fSettings);
-  // The counter of names still stands at the file before: trying that name first would make the
-  // last close of many views a tenth slower.
-  const bool isKnown = view > 0 && UsesOwnStorage(fSettings);
-  const std::string taken = isKnown ? fFiles[view - 1]->GetFileName() : std::string();
-  OpenNewFile(*fFiles[view], fFolder, kViewPrefix, taken, fSettings);
+  StoredFile& file = fFiles[view];
+  file = StoredFile(fSettings);
+  const StoredFile none;
+  file.Create(fSettings, fFolder, kViewPrefix, view > 0 ? fFiles[view - 1] : none);
   for (const Segment& segment : fIndex[view]) CopySegment(view, segment);
-  Require(fFiles[view]->Close(), QxUtils_800::FileWriteError);
+  Require(file->Close(), QxUtils_800::FileWriteError);
 }
 
 void QxViewSetManager::CopySegment(std::size_t view, const Segment& segment) {
   const auto [start, items] = segment;
   QxViewBuffer& buffer = *fBuffers[view];
-  Require(fpStorage->Seek(start), QxUtils_800::FileSeekError);
+  Require((*fpStorage)->Seek(start), QxUtils_800::FileSeekError);
   Require(items <= buffer.GetCapacity(), QxUtils_800::FileReadError);
   const int bytes = static_cast<int>(items * buffer.GetItemSize());
-  Require(fpStorage->Read(buffer.GetBuffer(), bytes) == bytes, QxUtils_800::FileReadError);
+  Require((*fpStorage)->Read(buffer.GetBuffer(), bytes) == bytes, QxUtils_800::FileReadError);
   Require(fFiles[view]->Write(buffer.GetBuffer(), bytes) == bytes, QxUtils_800::FileWriteError);
 }
 

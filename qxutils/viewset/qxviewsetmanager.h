@@ -9,12 +9,12 @@
 
 #include "qxutils/export.h"
 #include "qxutils/host/environmentsettings.h"
-
-class TempFileStorage;
+#include "qxutils/storage/tempfilestorage.h"
 
 namespace qxg_800 {
 
 class QxViewBuffer;
+class QXUTILS_EXPORT StoredFile;
 
 // One view of a view set. Field order is part of the binary interface.
 struct ViewInfo {
@@ -23,34 +23,46 @@ struct ViewInfo {
   int sortColumn;  // the caller's; never read
 };
 
-// A view set: any number of streams of fixed-size items (views), written in any interleaving while
-// a single temporary file is open, within a fixed budget of memory, and split into one file per
-// view at the last close. A view's number is its position in the vector given to the constructor.
+// A view set: any number of streams of fixed-size items, called views.
 //
-// The road of a set: construct it; for each view take GetViewBuffer and a storage from
-// TempFileStorageMgr::getObject(view, manager, buffer); write through the storages; close each
-// once; take each view's file with GetFile. A view file holds the view's items in the order of
-// writing, raw, without a header. One file is open while writing, two at most during the last
-// Close.
+// Views are written in any interleaving while one temporary file is open, within a fixed budget of
+// memory. The last close splits that file into one file per view. A view's number is its position
+// in the vector given to the constructor.
 //
-// Files lie in the settings' temporary folder (a relative one is taken as it is when the set is
-// made): the shared file with the prefix "qxfBIG", the view files with "qxf", all with the
-// extension "tmp". With the library's own storage (no storagePrototype) each is created
-// exclusively, readable by its owner alone; the shared file is removed by the last Close, a view
-// file by the destructor unless GetFile handed it out, and a file that can't be opened after its
-// creation at once. A set that is destroyed before its last Close succeeds, or that has no views,
-// leaves its shared file behind: work in a folder of your own (CreateTempSubDirectory) and remove
-// it whole. Files that the set did not create are never removed, provided that nobody else may
-// rename or remove files in the folder. With an engine-supplied storage no file is created or
-// removed by the library, and the names given to Open may repeat within a set, since nothing stands
-// on disk under them: tell such storages apart by their sequence ids.
+// How a set works: construct it. For each view take GetViewBuffer and a storage from
+// TempFileStorageMgr::getObject(view, manager, buffer). Write through the storages and close each
+// once. Take each view's file with GetFile. A view file holds the view's items in the order of
+// writing, raw, without a header. The last Close has two files open at most.
+//
+// Files lie in the settings' temporary folder: the shared file with the prefix "qxfBIG", the view
+// files with "qxf", all with the extension "tmp". A relative folder is fixed when the set is made,
+// whatever the host does with its working folder later. There is one exception. Where the path of
+// the working folder can't be searched, the relative folder is kept. If the host then moves, the
+// last Close throws FileOpenError; names of view files are relative there.
+//
+// With the library's own storage (no storagePrototype):
+// - Each file is created exclusively, readable and writable by its owner alone whatever the umask,
+//   close-on-exec, and never gets a descriptor from 0 to 2.
+// - The last Close removes the shared file. The destructor removes the view files that GetFile did
+//   not hand out. A file that can't be opened after its creation is removed at once.
+// - A set destroyed before its last Close succeeds, or without views, leaves its shared file. So
+//   work in a folder of your own (CreateTempSubDirectory) and remove it whole.
+// - A file that another one has replaced (another device or inode) is neither read nor removed.
+//   Nobody else may rename or remove files in the folder.
+// - A child made by fork has copies of buffered bytes. Let it end with _exit or start another
+//   program: exit would write these copies into the shared file.
+//
+// With an engine's storage the library creates and removes no file. The names given to Open may
+// repeat within a set, since nothing stands on disk under them. Tell such storages apart by their
+// sequence ids.
 //
 // Failures of files are QxUtilsException with one of the four texts. After a failed write to the
 // shared file, an exception of an engine's own storage (which passes through) or a failed last
-// Close, the set can only be destroyed. Want of memory is std::bad_alloc; thrown by Write it
-// changes nothing, so that the call may be made again.
+// Close, nothing more can be written or taken: Write and Close throw or return -1, GetFile returns
+// null. Running out of memory is std::bad_alloc. Thrown by Write it changes nothing, so that the
+// call may be made again.
 //
-// A set, its buffers and its storages are used by one thread at a time; sets are independent of
+// A set, its buffers and its storages are used by one thread at a time. Sets are independent of
 // each other. `settings` must outlive the set. Not copyable.
 //
 // Field order is part of the binary interface.
@@ -58,8 +70,11 @@ class QXUTILS_EXPORT QxViewSetManager {
  public:
   // `bufferMemory` in bytes is shared by the buffers of all views, each of which holds the same
   // number of items: the memory divided by the sum of the item sizes, at least 10, and no more than
-  // keeps the greatest buffer below 2 GiB. Throws QxUtilsException with FileOpenError when the
-  // shared file can't be created or opened, or no storage was to be had; nothing stays behind then.
+  // keeps the greatest buffer below 2 GiB.
+  //
+  // Throws QxUtilsException with FileOpenError when the shared file can't be created or opened, no
+  // storage is available, or the path of a relative folder is too long to be fixed. Nothing stays
+  // behind then.
   QxViewSetManager(long bufferMemory, const std::vector<ViewInfo>& views,
                    const Arbex_800::EnvironmentSettings& settings);
 
@@ -125,17 +140,16 @@ class QXUTILS_EXPORT QxViewSetManager {
   [[maybe_unused]] long fBufferMemory;  // bytes
   std::vector<ViewInfo> fViews;
   const Arbex_800::EnvironmentSettings& fSettings;
-  std::unique_ptr<TempFileStorage> fpStorage;           // of the shared file
+  std::unique_ptr<StoredFile> fpStorage;                // of the shared file
   std::string fFileName;                                // of the shared file
   std::vector<std::unique_ptr<QxViewBuffer>> fBuffers;  // per view; null without items
-  std::vector<std::unique_ptr<TempFileStorage>>
-      fFiles;                                // per view; null before the split and once taken
+  std::vector<StoredFile> fFiles;            // per view; empty before the split and once taken
   std::vector<std::vector<Segment>> fIndex;  // per view, in the order of writing
   long fPosition = 0;                        // bytes in the shared file
   std::vector<bool> fClosed;                 // per view
   std::size_t fNumOpen = 0;                  // views that are not closed
   bool fWriteFailed = false;                 // the shared file's end is unknown
-  std::string fFolder;                       // of the files; absolute where names are used again
+  std::string fFolder;                       // of the files
   bool fComplete = false;                    // the last Close has succeeded
 };
 

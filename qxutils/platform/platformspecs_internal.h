@@ -1,0 +1,21 @@
+// Not installed: making something under a new temporary name.
+#ifndef QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H
+#define QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H
+
+#include <functional>
+#include <string>
+
+namespace qxg_800 {
+
+// Makes something under a name of GenerateTempName and returns the name. `make` makes it, fails
+// with EEXIST where a name is taken, and is called for one name after the other until it returns
+// true. With any other error the result is an empty string and errno is what `make` left.
+//
+// `taken` is a name that is known to be taken and is passed over without a try; empty: none is.
+std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
+                             const std::string& taken,
+                             const std::function<bool(const char* name)>& make);
+
+}  // namespace qxg_800
+
+#endif
