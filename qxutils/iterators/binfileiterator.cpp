@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "qxutils/iterators/iteratorstatus.h"
 #include "qxutils/storage/iobinfile.h"
 #include "qxutils/storage/tempfilestorage.h"
 #include "qxutils/storage/tempfilestoragemgr.h"
@@ -12,11 +13,6 @@ namespace {
 
 using Arbex_800::EnvironmentSettings;
 using Record = Arbex_800::TRecord<double>;
-
-constexpr int kReady = 0;
-constexpr int kEndOfData = 1;
-constexpr int kCancelled = 2;
-constexpr int kNoStorage = 3;
 
 constexpr int kDoubleBytes = sizeof(double);
 

@@ -5,11 +5,13 @@
 #include <limits>
 #include <utility>
 
+#include "qxutils/text/infinityport_internal.h"
+
 namespace qxg_800 {
 namespace {
 
-// The value of GetInfinity as a constant: static initialisers of other libraries find it in place.
-constexpr double sysMissing = std::numeric_limits<double>::infinity();
+// A constant: static initialisers of other libraries find it in place.
+constexpr double sysMissing = kInfinity;
 
 constexpr unsigned kMinimum = 1;
 constexpr unsigned kMaximum = 2;

@@ -5,6 +5,7 @@
 
 #include <cfenv>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -73,8 +74,8 @@ std::string Print(double value, const char* format) {
   return text;
 }
 
-// The same as printf's "%.15g" as long as the rounding direction, which to_chars does not heed, is
-// to nearest.
+// The same as printf's "%.15g" for a finite value while the rounding direction, which to_chars does
+// not heed, is to nearest. Some standard libraries print "nan(snan)", which printf does not.
 std::string PrintDefault(double value) {
   char text[kDefaultBytes];
   const std::to_chars_result result =
@@ -132,7 +133,8 @@ char* PutTime(char* to, int hours, int minutes, int seconds) {
 
 std::string ReplaceSep(double value, const char* format) {
   const bool isDefault = format == kDefaultFormat || std::strcmp(format, kDefaultFormat) == 0;
-  if (isDefault && std::fegetround() == FE_TONEAREST) return PrintDefault(value);
+  if (isDefault && std::isfinite(value) && std::fegetround() == FE_TONEAREST)
+    return PrintDefault(value);
   const ThreadLocale locale(CLocale());
   return Print(value, format);
 }
