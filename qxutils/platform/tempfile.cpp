@@ -16,7 +16,6 @@ namespace qxg_800 {
 namespace {
 
 constexpr mode_t kPrivateFileMode = 0600;
-constexpr mode_t kPermissionBits = 07777;
 
 FileId IdOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
 
@@ -29,14 +28,15 @@ bool LeadsTo(const std::string& path, const struct stat& status) {
   return stat(path.c_str(), &other) == 0 && AreSame(IdOf(other), IdOf(status));
 }
 
-// Whether the new file could be told from others and made private; it is closed either way.
+// Whether the new file could be told from others; it is closed either way.
 bool Settle(int descriptor, FileId& id) {
   struct stat status;
-  bool success = fstat(descriptor, &status) == 0;
-  // The umask may have taken rights from the owner, too.
-  if (success && (status.st_mode & kPermissionBits) != kPrivateFileMode)
-    success = fchmod(descriptor, kPrivateFileMode) == 0;
+  const bool success = fstat(descriptor, &status) == 0;
   if (success) id = IdOf(status);
+  // The umask may have taken rights from the owner, too. Where they can't be given back, opening
+  // the file fails.
+  if (success && (status.st_mode & kPrivateFileMode) != kPrivateFileMode)
+    (void)fchmod(descriptor, kPrivateFileMode);
   const int error = errno;
   close(descriptor);  // nothing was written
   errno = error;
