@@ -15,11 +15,9 @@
 #include <random>
 #include <thread>
 
+#include "examples/viewset.h"
 #include "qxutils/platform/platformspecs_unix.h"
-#include "qxutils/storage/tempfilestorage.h"
-#include "qxutils/storage/tempfilestoragemgr.h"
 #include "qxutils/viewset/qxviewbuffer.h"
-#include "qxutils/viewset/qxviewsetmanager.h"
 
 namespace fs = std::filesystem;
 using namespace qxg_800;
@@ -137,30 +135,20 @@ struct Engine {
   EnvironmentSettings settings;
 };
 
-// A view set with a writer for each view.
-struct ViewSet {
-  ViewSet(long memory, const std::vector<ViewInfo>& views, const EnvironmentSettings& settings)
-      : manager(memory, views, settings), writers(views.size()) {
-    for (int view = 0; view < static_cast<int>(views.size()); ++view) {
-      QxViewBuffer* const buffer = manager.GetViewBuffer(view, views[view].itemSize);
-      writers[view].reset(TempFileStorageMgr::instance().getObject(view, manager, buffer));
-    }
-  }
+// A view set that takes and returns strings.
+struct ViewSet : examples::ViewSet {
+  using examples::ViewSet::ViewSet;
   int Write(int view, const std::string& items) {
-    return writers[view]->Write(items.data(), static_cast<int>(items.size()));
+    return examples::ViewSet::Write(view, items.data(), static_cast<int>(items.size()));
   }
-  bool Close(int view) { return writers[view]->Close(); }
   // Takes the view's file, reads it and removes it.
   std::string Take(int view) {
-    const std::unique_ptr<TempFileStorage> file(manager.GetFile(view));
+    const examples::ViewFile file = TakeFile(view);
     if (!file || !file->Open(file->GetFileName(), 0, Level(5))) return "no file";
     std::string bytes(1 << 16, '\0');
     bytes.resize(file->Read(bytes.data(), 1 << 16));
-    fs::remove(file->GetFileName());
     return bytes;
   }
-  QxViewSetManager manager;
-  std::vector<std::unique_ptr<TempFileStorage>> writers;
 };
 
 #endif

@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <optional>
 #include <utility>
 
 #include "qxtree/qxtree.h"
 #include "qxutils/iterators/binfileiterator.h"
 #include "qxutils/numeric/randomizer.h"
 #include "qxutils/platform/qxutilsexception.h"
-#include "qxutils/storage/tempfilestoragemgr.h"
-#include "qxutils/viewset/qxviewsetmanager.h"
 
 namespace qxtree {
 namespace {
@@ -40,9 +38,9 @@ class Importer {
     if (fData.columns.empty()) return TakeHeader(row);
     for (std::size_t i = 0; i < row.size(); ++i) fItems[i] = fData.columns[i].Encode(row[i]);
     DivideCases();
-    for (std::size_t view = 0; view < fItems.size(); ++view) {
-      const char* item = reinterpret_cast<const char*>(&fItems[view]);
-      Require(fViews[view]->Write(item, kItemBytes) == kItemBytes, "a view refused a value");
+    for (int view = 0; view < CountViews(); ++view) {
+      const char* item = reinterpret_cast<const char*>(&fItems[static_cast<std::size_t>(view)]);
+      Require(fViews->Write(view, item, kItemBytes) == kItemBytes, "a view refused a value");
     }
     Poll();  // for each record: drawing the cases of a heavy one takes a while
     if (++fData.rows % kRowsPerShow == 0) Show(fmt::format("reading: record {}", fData.rows));
@@ -52,10 +50,10 @@ class Importer {
   Dataset Finish() {
     Require(std::isfinite(fCases), "the total of cases is not finite");
     fData.folder.CountOpenFiles();
-    for (const auto& view : fViews) Require(view->Close(), "a view could not be closed");
-    fData.views.reserve(fViews.size());  // what GetFile gives has an owner at once
-    for (int view = 0; fData.views.size() < fViews.size(); ++view) {
-      fData.views.emplace_back(fpManager->GetFile(view));
+    for (int view = 0; view < CountViews(); ++view)
+      Require(fViews->Close(view), "a view could not be closed");
+    for (int view = 0; view < CountViews(); ++view) {
+      fData.views.push_back(fViews->TakeFile(view));
       Require(fData.views.back() != nullptr, "a view has no file");
     }
     for (Column& column : fData.columns) column.MakeBins(fOptions.bins);
@@ -77,13 +75,7 @@ class Importer {
       if (!isTarget && !isWeight) fData.inputs.push_back(i);
     }
     const std::vector<qxg_800::ViewInfo> infos(fItems.size(), {kItemBytes, 0});
-    fpManager = std::make_unique<qxg_800::QxViewSetManager>(fOptions.memory, infos,
-                                                            fData.folder.Settings());
-    fViews.reserve(infos.size());
-    for (int view = 0; fViews.size() < infos.size(); ++view) {
-      qxg_800::QxViewBuffer* buffer = fpManager->GetViewBuffer(view, kItemBytes);
-      fViews.emplace_back(TempFileStorageMgr::instance().getObject(view, *fpManager, buffer));
-    }
+    fViews.emplace(fOptions.memory, infos, fData.folder.Settings());
   }
 
   void DivideCases() {
@@ -104,22 +96,18 @@ class Importer {
       fData.columns[i].AddCases(fItems[i], cases - heldOut);
   }
 
+  int CountViews() const { return static_cast<int>(fItems.size()); }
+
   const Options& fOptions;
   Dataset fData;
   qxg_800::Randomizer fRandomizer;
-  std::size_t fWeight = 0;                               // a column; none: their number
-  double fCases = 0;                                     // of all records
-  std::vector<double> fItems;                            // of the record, by view
-  std::unique_ptr<qxg_800::QxViewSetManager> fpManager;  // null until the header is known
-  std::vector<std::unique_ptr<TempFileStorage>> fViews;  // they use the manager
+  std::size_t fWeight = 0;                  // a column; none: their number
+  double fCases = 0;                        // of all records
+  std::vector<double> fItems;               // of the record, by view
+  std::optional<examples::ViewSet> fViews;  // made when the header is known
 };
 
 }  // namespace
-
-void RemoveFile::operator()(TempFileStorage* file) const {
-  std::remove(file->GetFileName().c_str());
-  delete file;
-}
 
 Dataset ReadDataset(const Options& options, WorkFolder& folder) try {
   Importer importer(options, folder);

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "examples/viewset.h"
 #include "qxutils/host/environmentsettings.h"
 #include "qxutils/iterators/binencodercache.h"
 #include "qxutils/numeric/qxstatistics.h"
-#include "qxutils/storage/tempfilestorage.h"
 
 namespace qxtree {
 
@@ -153,12 +153,6 @@ class Column {
 
 // dataset.cpp
 
-// Who takes a view file from a view set removes it: here that goes with the ownership.
-struct RemoveFile {
-  void operator()(TempFileStorage* file) const;
-};
-using ViewFile = std::unique_ptr<TempFileStorage, RemoveFile>;
-
 // A table whose values lie on disk. A record stands for cases: some to grow the tree on (training),
 // the others held out to test it.
 struct Dataset {
@@ -168,7 +162,8 @@ struct Dataset {
   std::vector<Column> columns;
   std::vector<std::size_t> inputs;  // the columns that may explain the target
   std::size_t target = 0;           // the column of the classes
-  std::vector<ViewFile> views;      // one double a record: a view per column, then the next two
+  // One double a record: a view per column, then the next two.
+  std::vector<examples::ViewFile> views;
   std::size_t training = 0, heldOut = 0;  // views of cases
 
   std::size_t rows = 0;
