@@ -47,7 +47,7 @@ void Agree(const std::string& row, const std::string& peer, const std::string& r
       std::mismatch(result.begin(), result.end(), first->second.begin(), first->second.end());
   const auto at = static_cast<std::size_t>(differs.first - result.begin());
   const std::size_t from = at < 20 ? 0 : at - 20;
-  Fail(row + '/' + peer + " gives ..." + result.substr(from, 40) + "..., others ..." +
+  Fail(row + '/' + peer + " has ..." + result.substr(from, 40) + "..., others ..." +
        first->second.substr(from, 40) + "...");
 }
 

@@ -1,5 +1,5 @@
-// What the subjects share. A row is one measurement that several competitors take on the same data,
-// "ours" among them; a benchmark is named row/competitor.
+// What the subjects share. A row is one measurement that several competitors, "ours" among them,
+// take on the same data. A benchmark is named row/competitor.
 #ifndef QXUTILS_BENCH_BENCH_H
 #define QXUTILS_BENCH_BENCH_H
 
@@ -13,26 +13,24 @@
 
 namespace bench {
 
-enum class Scale { kSmoke, kUsual, kFull };
-
-// Set before anything is registered.
-inline Scale scale = Scale::kUsual;
+// Set before anything is registered: only the results matter, not the times.
+inline bool isSmoke = false;
 
 // `count`, or a small part of it where only the results matter.
-inline long Scaled(long count) { return scale == Scale::kSmoke ? count / 100 + 1 : count; }
+inline long Scaled(long count) { return isSmoke ? count / 100 + 1 : count; }
 
 // Ends the process with a message.
 [[noreturn, gnu::cold]] void Fail(std::string_view what);
 
-// No time counts beside a wrong result.
+// Ends the process when a result is wrong.
 inline void Check(bool holds, std::string_view what) {
   if (!holds) Fail(what);
 }
 
-// Fails unless all competitors of the row come to the same result; an empty one is not compared.
+// Fails unless all competitors of the row have the same result. An empty one is not compared.
 void Agree(const std::string& row, const std::string& peer, const std::string& result);
 
-// A folder of this process's own; it lies on tmpfs when TMPDIR does.
+// A folder of this process's own, in TMPDIR.
 const std::string& Folder();
 
 // Whether the process may have `count` files more open at once.
@@ -58,12 +56,11 @@ void Shuffle(std::vector<T>& values) {
   for (std::size_t i = values.size(); i > 1; --i) std::swap(values[i - 1], values[random.Below(i)]);
 }
 
-// Memory given back in another order than it was taken would lie scattered for whoever comes next:
-// makes the heap join it again.
+// Makes the heap join its free blocks. Otherwise the next competitor would find them scattered.
 void JoinFreeMemory();
 
-// Measures `work`, which does `items` items, as often as it takes; `result`, asked for once, gives
-// what has to be the same for all competitors of the row.
+// Measures `work`, which does `items` items, as often as it takes. `result` is called once and
+// returns what has to be the same for all competitors of the row.
 template <class Work, class Result>
 void Add(const std::string& row, const std::string& peer, long items, Work work, Result result) {
   const auto run = [=, isNew = true](benchmark::State& state) mutable {
@@ -75,14 +72,14 @@ void Add(const std::string& row, const std::string& peer, long items, Work work,
   benchmark::RegisterBenchmark((row + '/' + peer).c_str(), run)->MeasureProcessCPUTime();
 }
 
-// The same for work that gives its result as a double.
+// The same for work that returns its result as a double.
 template <class Work>
 void Add(const std::string& row, const std::string& peer, long items, Work work) {
   const auto timed = [=] { benchmark::DoNotOptimize(work()); };
   Add(row, peer, items, timed, [=] { return Text(work()); });
 }
 
-// Measures `work` on a new object of `make` once a repetition; `look` checks what it did.
+// Measures `work` on a new object of `make` once a repetition. `look` checks what it did.
 template <class Make, class Work, class Look>
 void AddOnce(const std::string& row, const std::string& peer, long items, int repetitions,
              Make make, Work work, Look look) {
@@ -96,7 +93,7 @@ void AddOnce(const std::string& row, const std::string& peer, long items, int re
   benchmark::RegisterBenchmark((row + '/' + peer).c_str(), run)
       ->MeasureProcessCPUTime()
       ->Iterations(1)
-      ->Repetitions(scale == Scale::kSmoke ? 1 : repetitions);
+      ->Repetitions(isSmoke ? 1 : repetitions);
 }
 
 }  // namespace bench

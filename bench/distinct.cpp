@@ -1,8 +1,5 @@
-// The distinct values of a million cases with their total weights, handed back in ascending order.
-#include <absl/container/btree_map.h>
-
+// The distinct values of a million cases with their total weights, returned in ascending order.
 #include <algorithm>
-#include <boost/container/flat_map.hpp>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -50,9 +47,8 @@ double Ours(const Values& values) {
   return digest.Get();
 }
 
-template <class Map>
 double Ordered(const Values& values) {
-  Map map;
+  std::map<double, double> map;
   for (const double value : values) map[value] += 1.0;
   Digest digest;
   for (const auto& [value, weight] : map) digest.Add(value, weight);
@@ -69,21 +65,17 @@ double HashedAndSorted(const Values& values) {
   return digest.Get();
 }
 
-void AddMaps(const std::string& row, const Values& values, bool isLong, bool hasFlat) {
-  const auto add = [&](const std::string& peer, double (*work)(const Values&)) {
-    const auto items = static_cast<long>(values.size());
-    if (!isLong) return Add(row, peer, items, [&values, work] { return work(values); });
-    constexpr int kRepetitions = 3;  // half a second each
-    AddOnce(
-        row, peer, items, kRepetitions, [] { return std::make_unique<double>(); },
-        [&values, work](double& result) { result = work(values); },
-        [=](double result) { Agree(row, peer, Text(result)); });
-  };
-  add("ours", Ours);
-  add("map", Ordered<std::map<double, double>>);
-  add("unordered_map", HashedAndSorted);
-  add("btree_map", Ordered<absl::btree_map<double, double>>);
-  if (hasFlat) add("flat_map", Ordered<boost::container::flat_map<double, double>>);
+using Work = double (*)(const Values&);
+
+void AddMap(const std::string& row, const std::string& peer, const Values& values, Work work,
+            bool isLong) {
+  const auto items = static_cast<long>(values.size());
+  if (!isLong) return Add(row, peer, items, [&values, work] { return work(values); });
+  constexpr int kRepetitions = 3;  // half a second each
+  AddOnce(
+      row, peer, items, kRepetitions, [] { return std::make_unique<double>(); },
+      [&values, work](double& result) { result = work(values); },
+      [=](double result) { Agree(row, peer, Text(result)); });
 }
 
 }  // namespace
@@ -99,15 +91,20 @@ void AddDistinct() {
     for (long i = 0; i < Scaled(kCases); ++i) {
       values.push_back(kinds[static_cast<std::size_t>(i % count)]);
     }
-    const std::string name = '/' + std::to_string(distinct);
-    Values& shuffled = data["distinct-random" + name] = values;
-    Shuffle(shuffled);
-    Values& sorted = data["distinct-sorted" + name] = values;
-    std::sort(sorted.begin(), sorted.end());
-    // In a flat map a million values would be a million moves of half of them.
-    const bool isLong = distinct == kCases;
-    AddMaps("distinct-random" + name, shuffled, isLong, !isLong);
-    AddMaps("distinct-sorted" + name, sorted, isLong, true);
+    const auto add = [&](const std::string& order, const std::string& peer, Work theirs) {
+      const std::string row = "distinct-" + order + '/' + std::to_string(distinct);
+      const Values& cases = data[row] = values;
+      AddMap(row, "ours", cases, Ours, distinct == kCases);
+      AddMap(row, peer, cases, theirs, distinct == kCases);
+    };
+    Shuffle(values);
+    if (distinct == 100) {
+      add("random", "unordered_map", HashedAndSorted);
+    } else {
+      add("random", "map", Ordered);
+    }
+    std::sort(values.begin(), values.end());
+    add("sorted", "map", Ordered);
   }
 }
 

@@ -8,7 +8,7 @@
 
 #include "bench.h"
 #include "subjects.h"
-#include "viewpeers.h"
+#include "views.h"
 
 namespace bench {
 namespace {
@@ -31,7 +31,7 @@ void AddItem(const std::string& peer, int views) {
       [=](ViewSet& set) { Fill(set, views, perView); }, finish);
 }
 
-// The line that PrintGrowth prints in a process of its own, whose peak nothing else has raised.
+// The line that PrintGrowth prints in a process of its own, where nothing else has raised the peak.
 std::string GrowthLine(int views) {
   const std::string self = std::filesystem::read_symlink("/proc/self/exe");
   const std::string command = '\'' + self + "' --growth " + std::to_string(views);

@@ -1,5 +1,5 @@
-// Loading the library into a process that does not use it yet. A program of its own: the other
-// benchmarks are linked with the library, which is loaded before they start.
+// Loads the library into a process that does not have it yet. This is a program of its own, since
+// the other benchmarks are linked with the library.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 
@@ -12,7 +12,7 @@ void Load(benchmark::State& state, const char* file) {
   for (auto _ : state) {
     void* const library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
     state.PauseTiming();
-    // Were it not unloaded, the next round would find it in place.
+    // If it stayed loaded, the next round would not load it.
     if (!library || dlclose(library) != 0 || dlopen(file, RTLD_NOW | RTLD_NOLOAD)) {
       std::fprintf(stderr, "wrong: %s is not loaded and unloaded\n", file);
       std::exit(1);

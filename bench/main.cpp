@@ -1,6 +1,5 @@
 // Runs the benchmarks. Options are those of Google Benchmark, and in front of them:
 //   --smoke      small data, where only the results matter
-//   --full       all sizes
 //   --threaded   what is measured in a process with a second thread, in place of the rest
 //   --growth N   prints one line about a view set of N views, and measures nothing else
 #include <malloc.h>
@@ -32,12 +31,11 @@ void AddAll() {
 }
 
 void AddThreaded() {
-  std::thread([] { pause(); }).detach();  // all it does is to be there
+  std::thread([] { pause(); }).detach();  // it only has to exist
   bench::AddReadingThreaded();
-  bench::AddViewsThreaded();
 }
 
-// A stream a view needs as many descriptors as the process may have.
+// A stream for each view needs a descriptor for each.
 void RaiseDescriptors() {
   rlimit limit{};
   bench::Check(getrlimit(RLIMIT_NOFILE, &limit) == 0, "no limit of descriptors");
@@ -56,9 +54,7 @@ int main(int argc, char** argv) {
       return 0;
     }
     if (option == "--smoke") {
-      bench::scale = bench::Scale::kSmoke;
-    } else if (option == "--full") {
-      bench::scale = bench::Scale::kFull;
+      bench::isSmoke = true;
     } else if (option == "--threaded") {
       isThreaded = true;
     } else {
@@ -67,7 +63,7 @@ int main(int argc, char** argv) {
   }
   bench::Check(std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr, "no UTF-8 locale");
   RaiseDescriptors();
-  // Memory that one competitor gives back is not taken from the system again by the next.
+  // The memory that one competitor frees stays with the process for the next one.
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
   isThreaded ? AddThreaded() : AddAll();

@@ -1,15 +1,12 @@
 // Records of doubles read back one by one.
-#include <sys/mman.h>
-
 #include <cstdio>
-#include <fstream>
 #include <memory>
 #include <numeric>
 
 #include "bench.h"
 #include "qxutils/iterators/binfileiterator.h"
 #include "subjects.h"
-#include "viewpeers.h"
+#include "views.h"
 
 namespace bench {
 namespace {
@@ -22,8 +19,8 @@ struct Records {
   std::size_t Bytes() const { return length * sizeof(double); }
 };
 
-// What a measured reader looks at, so that the reading itself is measured, and what a checked one
-// does.
+// A measured reader looks at little, so that the reading itself is measured. A checked one looks at
+// everything.
 constexpr auto kEnds = [](const double* record, std::size_t length) {
   return record[0] + record[length - 1];
 };
@@ -40,40 +37,14 @@ const auto ours = [](const Records& records, auto use) {
   return sum;
 };
 
-template <std::size_t (*kRead)(void*, std::size_t, std::size_t, std::FILE*)>
 const auto stdio = [](const Records& records, auto use) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(records.name.c_str(), "rb"),
                                                              &std::fclose);
   std::vector<double> record(records.length);
   double sum = 0;
-  while (kRead(record.data(), 1, records.Bytes(), file.get()) == records.Bytes()) {
+  while (std::fread(record.data(), 1, records.Bytes(), file.get()) == records.Bytes()) {
     sum += use(record.data(), records.length);
   }
-  return sum;
-};
-
-const auto stream = [](const Records& records, auto use) {
-  std::ifstream file(records.name, std::ios::binary);
-  std::vector<double> record(records.length);
-  double sum = 0;
-  while (file.read(reinterpret_cast<char*>(record.data()), static_cast<long>(records.Bytes()))) {
-    sum += use(record.data(), records.length);
-  }
-  return sum;
-};
-
-const auto mapped = [](const Records& records, auto use) {
-  const Descriptor file(records.name, O_RDONLY);
-  const auto bytes = static_cast<std::size_t>(lseek(*file, 0, SEEK_END));
-  void* const map = mmap(nullptr, bytes, PROT_READ, MAP_PRIVATE, *file, 0);
-  Check(map != MAP_FAILED, "not mapped");
-  const auto* record = static_cast<const double*>(map);
-  double sum = 0;
-  for (std::size_t left = bytes; left >= records.Bytes(); left -= records.Bytes()) {
-    sum += use(record, records.length);
-    record += records.length;
-  }
-  munmap(map, bytes);
   return sum;
 };
 
@@ -97,10 +68,7 @@ void AddReaders(const std::string& subject) {
           [=] { return Text(read(records, kAll)); });
     };
     add("ours", ours);
-    add("fread", stdio<std::fread>);
-    add("fread_unlocked", stdio<fread_unlocked>);
-    add("ifstream", stream);
-    add("mmap", mapped);
+    add("fread", stdio);
   }
 }
 

@@ -1,25 +1,25 @@
-// One item of 8 bytes into a view's buffer, without a flush: what every written value pays.
+// One item of 8 bytes into a view's buffer, without a flush: what every written value costs.
 #include <stdio_ext.h>
 
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <memory>
 
 #include "bench.h"
 #include "subjects.h"
-#include "viewpeers.h"
+#include "views.h"
 
 namespace bench {
 namespace {
 
 constexpr long kItems = 256;  // a view
+constexpr std::size_t kBytes = kItems * kItemBytes;
 
 using Order = std::vector<int>;  // the view of each item
 
 struct Ours : ViewSet {
   explicit Ours(int number) : ViewSet(number, kItems * kItemBytes * number), views(number) {}
-  std::string_view Bytes(int view) { return {Buffer(view).GetBuffer(), kItems * kItemBytes}; }
+  std::string_view Bytes(int view) { return {Buffer(view).GetBuffer(), kBytes}; }
   void Empty() {
     for (int view = 0; view < views; ++view) Buffer(view).Reset();
   }
@@ -27,49 +27,27 @@ struct Ours : ViewSet {
   int views;
 };
 
-struct Floor {
-  explicit Floor(int views) : buffers(static_cast<std::size_t>(views)), ends(buffers.size()) {
-    for (std::unique_ptr<char[]>& buffer : buffers) buffer.reset(new char[kItems * kItemBytes]);
-    Empty();
-  }
-  void Write(int view, const char* item) {
-    char*& end = ends[static_cast<std::size_t>(view)];
-    std::memcpy(end, item, kItemBytes);
-    end += kItemBytes;
-  }
-  std::string_view Bytes(int view) const {
-    return {buffers[static_cast<std::size_t>(view)].get(), kItems * kItemBytes};
-  }
-  void Empty() {
-    for (std::size_t view = 0; view < ends.size(); ++view) ends[view] = buffers[view].get();
-  }
-
-  std::vector<std::unique_ptr<char[]>> buffers;
-  std::vector<char*> ends;
-};
-
 // A stream a view, with room for all of its items.
-template <std::size_t (*kWrite)(const void*, std::size_t, std::size_t, std::FILE*)>
 struct Stdio {
-  explicit Stdio(int views) : buffers(static_cast<std::size_t>(views), std::string(kBytes, '\0')) {
+  explicit Stdio(int views)
+      : buffers(static_cast<std::size_t>(views), std::string(kBytes + kItemBytes, '\0')) {
     for (std::string& buffer : buffers) {
       streams.emplace_back(std::fopen("/dev/null", "wb"), &std::fclose);
       Check(streams.back() != nullptr, "no stream");
-      std::setvbuf(streams.back().get(), buffer.data(), _IOFBF, kBytes);
+      std::setvbuf(streams.back().get(), buffer.data(), _IOFBF, buffer.size());
     }
   }
   void Write(int view, const char* item) {
     std::FILE* const stream = streams[static_cast<std::size_t>(view)].get();
-    Check(kWrite(item, 1, kItemBytes, stream) == kItemBytes, "a short write");
+    Check(std::fwrite(item, 1, kItemBytes, stream) == kItemBytes, "a short write");
   }
   std::string_view Bytes(int view) const {
-    return {buffers[static_cast<std::size_t>(view)].data(), kItems * kItemBytes};
+    return {buffers[static_cast<std::size_t>(view)].data(), kBytes};
   }
   void Empty() {
     for (const auto& stream : streams) __fpurge(stream.get());
   }
 
-  static constexpr std::size_t kBytes = (kItems + 1) * kItemBytes;
   std::vector<std::string> buffers;
   std::vector<std::unique_ptr<std::FILE, int (*)(std::FILE*)>> streams;
 };
@@ -108,10 +86,7 @@ void AddStore() {
     for (int item = 0; item < kItems * views; ++item) order.push_back(item % views);
     Shuffle(order);
     AddWriter<Ours>(row, "ours", order, views);
-    AddWriter<Floor>(row, "floor", order, views);
-    if (!HasDescriptors(2 * views)) continue;
-    AddWriter<Stdio<std::fwrite>>(row, "fwrite", order, views);
-    AddWriter<Stdio<fwrite_unlocked>>(row, "fwrite_unlocked", order, views);
+    if (HasDescriptors(views)) AddWriter<Stdio>(row, "fwrite", order, views);
   }
 }
 

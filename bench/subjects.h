@@ -15,10 +15,8 @@ void AddNumbers();
 void AddDates();
 void AddUtf8();
 
-// What is measured in a process that has a second thread: stdio locks its streams in earnest then,
-// and STXXL has threads of its own.
+// What is measured in a process that has a second thread. Only there does stdio take its locks.
 void AddReadingThreaded();
-void AddViewsThreaded();
 
 // Writes one set of `views` views and prints a line: views, nanoseconds a written item, seconds of
 // the last close, bytes of memory at the peak.

@@ -2,8 +2,7 @@
 # Sourced by the other scripts: `need GROUP...` installs what is missing of these groups of Debian packages.
 
 declare -A PACKAGES=(
-  [bench]="libabsl-dev libbenchmark-dev libboost-dev libdouble-conversion-dev libfmt-dev libgsl-dev
-    libhdf5-dev libicu-dev libstxxl-dev python3"
+  [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
   [examples]="libcli11-dev libcsv-dev libfmt-dev"
   [plot]="gnuplot-nox"

@@ -1,4 +1,4 @@
-// Running statistics, all four at once, and random numbers.
+// Running statistics: minimum, maximum, mean and deviation at once.
 #include <gsl/gsl_rstat.h>
 
 #include <boost/accumulators/accumulators.hpp>
@@ -7,14 +7,11 @@
 #include <boost/accumulators/statistics/stats.hpp>
 #include <boost/accumulators/statistics/weighted_mean.hpp>
 #include <boost/accumulators/statistics/weighted_variance.hpp>
-#include <boost/random/additive_combine.hpp>
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "bench.h"
 #include "qxutils/numeric/qxstatistics.h"
-#include "qxutils/numeric/randomizer.h"
 #include "subjects.h"
 
 namespace bench {
@@ -38,7 +35,7 @@ Four Ours(const Cases& cases) {
           statistics.GetStDev()};
 }
 
-// The formulas of ours in the loop itself.
+// Our formulas in the loop itself.
 Four Inlined(const Cases& cases) {
   constexpr double kTolerance = 1e-12;
   double total = 0, mean = 0, square = 0;
@@ -68,7 +65,7 @@ Four Boost(const Cases& cases) {
           std::sqrt(total * weighted_variance(set) / (total - 1))};
 }
 
-// Takes no weights; and cannot do without skewness, kurtosis and an estimated median.
+// Takes no weights. It always computes skewness, kurtosis and an estimated median too.
 Four Gsl(const Cases& cases) {
   gsl_rstat_workspace* const workspace = gsl_rstat_alloc();
   for (const double value : cases.values) gsl_rstat_add(value, workspace);
@@ -76,57 +73,6 @@ Four Gsl(const Cases& cases) {
                   gsl_rstat_sd(workspace)};
   gsl_rstat_free(workspace);
   return four;
-}
-
-constexpr long kDraws = 100'000;
-constexpr long kSeed = 12345;
-constexpr double kProbability = 0.3;
-
-// The same generator as ours, started as ours is.
-class Boosts {
- public:
-  double operator()() { return fEngine() / 2147483563.0; }
-
- private:
-  boost::random::ecuyer1988 fEngine{314159, kSeed};
-};
-
-class Mersenne {
- public:
-  double operator()() { return fUniform(fEngine); }
-
- private:
-  std::mt19937_64 fEngine{kSeed};
-  std::uniform_real_distribution<double> fUniform;
-};
-
-class OurDraws {
- public:
-  double operator()() { return fRandomizer.GetUniformRand(); }
-
- private:
-  qxg_800::Randomizer fRandomizer{kSeed, kProbability, true};
-};
-
-template <class Draws>
-double Mean(long count) {
-  Draws draw;
-  double sum = 0;
-  for (long i = 0; i < count; ++i) sum += draw();
-  return sum / static_cast<double>(count);
-}
-
-template <class Draws>
-double Selected(long count) {
-  Draws draw;
-  long selected = 0;
-  for (long i = 0; i < count; ++i) selected += draw() < kProbability ? 1 : 0;
-  return static_cast<double>(selected);
-}
-
-double OurSelected(long count) {
-  qxg_800::Randomizer randomizer(kSeed, kProbability, true);
-  return randomizer.GetRandomFreq(static_cast<double>(count));
 }
 
 std::string TextOf(const Four& four) {
@@ -158,28 +104,6 @@ void AddStatistics() {
   add("inlined", Inlined, cases);
   add("boost", Boost, cases);
   add("gsl", Gsl, unweighted);
-}
-
-void AddRandom() {
-  const long count = Scaled(kDraws);
-  const auto add = [=](const std::string& row, const std::string& peer, double (*work)(long)) {
-    Add("random/" + row, peer, count, [=] { return work(count); });
-  };
-  add("draw", "ours", Mean<OurDraws>);
-  add("draw", "ecuyer1988", Mean<Boosts>);
-  add("trial", "ours", OurSelected);
-  add("trial", "ecuyer1988", Selected<Boosts>);
-  // Other numbers by nature.
-  const auto addMersenne = [=](const std::string& row, double (*work)(long)) {
-    const auto result = [=] {
-      Check(std::abs(Mean<Mersenne>(count) - 0.5) < 0.02, "numbers that are not uniform");
-      return std::string();
-    };
-    const auto timed = [=] { benchmark::DoNotOptimize(work(count)); };
-    Add("random/" + row, "mt19937_64", count, timed, result);
-  };
-  addMersenne("draw", Mean<Mersenne>);
-  addMersenne("trial", Selected<Mersenne>);
 }
 
 }  // namespace bench
