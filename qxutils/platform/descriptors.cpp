@@ -11,7 +11,7 @@ StandardDescriptors::StandardDescriptors() {
     if (fcntl(standard, F_GETFD) != -1) continue;
     const int held = open("/", O_PATH | O_CLOEXEC);  // the lowest that is free
     fAreHeld = fAreHeld && held >= 0;
-    if (held > STDERR_FILENO) close(held);  // another thread has taken this one meanwhile
+    if (held > STDERR_FILENO) close(held);  // another thread has taken `standard` meanwhile
     if (held >= 0 && held <= STDERR_FILENO) fIsOurs[held] = true;
   }
 }

@@ -1,4 +1,4 @@
-// Not installed: keeps the library's files off descriptors 0 to 2.
+// Not installed: keeps descriptors 0 to 2 from the library's files.
 #ifndef QXUTILS_PLATFORM_DESCRIPTORS_H
 #define QXUTILS_PLATFORM_DESCRIPTORS_H
 
@@ -8,9 +8,9 @@ namespace qxg_800 {
 
 // Keeps descriptors 0 to 2 from being given out while it lives.
 //
-// A host may have closed its standard descriptors and print all the same. What it prints would land
-// in a file of ours that got such a number. So those that are free are held meanwhile, by
-// descriptors that can be neither read nor written. errno is left alone at the end.
+// A host may close its standard descriptors and print all the same. The text would land in a file
+// of ours that got such a number. So this object holds those that are free with descriptors that
+// can be neither read nor written. The destructor frees them and leaves errno alone.
 class StandardDescriptors {
  public:
   StandardDescriptors();
@@ -18,7 +18,8 @@ class StandardDescriptors {
   StandardDescriptors(const StandardDescriptors&) = delete;
   StandardDescriptors& operator=(const StandardDescriptors&) = delete;
 
-  // False, with errno set, when one of them is free and could not be held: open nothing then.
+  // Returns false, with errno set, when one of them is free and could not be held. Open nothing
+  // then.
   bool AreHeld() const { return fAreHeld; }
 
  private:
@@ -26,7 +27,8 @@ class StandardDescriptors {
   bool fAreHeld = true;
 };
 
-// open(), which never returns 0 to 2 here.
+// Calls open() while descriptors 0 to 2 are held. Returns the descriptor, which the caller owns, or
+// -1 with errno set.
 int OpenAboveStandard(const char* path, int flags, unsigned mode);
 
 }  // namespace qxg_800

@@ -7,11 +7,13 @@
 
 namespace qxg_800 {
 
-// Makes something under a name of GenerateTempName and returns the name. `make` makes it, fails
-// with EEXIST where a name is taken, and is called for one name after the other until it returns
-// true. With any other error the result is an empty string and errno is what `make` left.
+// Makes something under a name as GenerateTempName builds it, and returns the name.
 //
-// `taken` is a name that is known to be taken and is passed over without a try; empty: none is.
+// `make` is called with one name after the other until it returns true. It fails with EEXIST where
+// a name is taken. When it fails with any other error, the result is an empty string and errno is
+// what `make` left. Throws std::bad_alloc and what `make` throws.
+//
+// `taken` is a name that is known to be taken and is passed over. Empty when none is known.
 std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
                              const std::string& taken,
                              const std::function<bool(const char* name)>& make);

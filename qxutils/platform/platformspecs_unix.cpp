@@ -14,8 +14,8 @@
 namespace qxg_800 {
 namespace {
 
-// One POSIX mutex. Initialised as a constant, so that a static initialiser of another library may
-// already make names; destroyed at unload or exit.
+// One POSIX mutex. It is initialised as a constant, so that a static initialiser of another library
+// may make names already. It is destroyed at unload or exit.
 class CMutex {
  public:
   constexpr CMutex() noexcept = default;
@@ -48,25 +48,25 @@ constexpr mode_t kPrivateFileMode = 0600;
 CMutex gate;
 int fnCounter = 0;  // guarded by gate; makes names unique in the process
 
-// A process that runs for years may come round: the hexadecimal text goes on as that of an
-// unsigned.
+// In a process that runs for years the int may wrap around. Printed as an unsigned number the
+// counter just goes on.
 void CountOn() { fnCounter = static_cast<int>(static_cast<unsigned>(fnCounter) + 1U); }
 
 enum class Probe { kFree, kTaken, kUnknown };
 
-// lstat and not an open: opening hangs on a FIFO, takes a dangling link for nothing, and fails
-// without a free descriptor where a file stands.
+// Uses lstat because opening hangs on a FIFO and does not see a dangling link. Without a free
+// descriptor it also fails where a file stands.
 Probe ProbeName(const std::string& name) {
   struct stat status;
   if (lstat(name.c_str(), &status) == 0) return Probe::kTaken;
   switch (errno) {
     case ENOENT:
     case ENOTDIR:
-    case EACCES:  // of the folder: whoever makes the file is told
+    case EACCES:  // of the folder: creating the file fails, too
     case ELOOP:
     case ENAMETOOLONG:
       return Probe::kFree;
-    default:  // a disk that fails, say: a file may stand there
+    default:  // for instance a failing disk: a file may stand there
       return Probe::kUnknown;
   }
 }
@@ -87,7 +87,7 @@ std::string NameNow(const char* folder, const char* prefix, const char* extensio
 }  // namespace
 
 std::string GenerateTempName(const char* folder, const char* prefix, const char* extension) {
-  constexpr int kMostUnknown = 1000;  // in a row: a folder of which nothing can be told
+  constexpr int kMostUnknown = 1000;  // in a row: the system can't tell anything of this folder
   const Locked lock(gate);
   for (int unknown = 0;;) {
     std::string name = NameNow(folder, prefix, extension);
@@ -98,7 +98,7 @@ std::string GenerateTempName(const char* folder, const char* prefix, const char*
   }
 }
 
-// Making is its own probe: it fails with EEXIST where a name is taken, even if only since a moment.
+// No probe is needed: `make` itself fails with EEXIST where a name is taken.
 std::string MakeUnderNewName(const char* folder, const char* prefix, const char* extension,
                              const std::string& taken,
                              const std::function<bool(const char* name)>& make) {
@@ -125,7 +125,7 @@ std::string CreateTempSubDirectory(const std::string& parent) {
                           [](const char* name) { return mkdir(name, kTempFolderMode) == 0; });
 }
 
-// Looking up "." needs the right to enter, of the effective user and by all rules of the system.
+// Looking up "." needs the right to enter the folder. The system checks it for the effective user.
 bool IsValidDirectory(const std::string& path) {
   const Locked lock(gate);
   const std::string self = std::string(path.c_str()) + "/.";

@@ -6,7 +6,7 @@
 
 #include "qxutils/export.h"
 
-// The texts of every exception that the library throws.
+// The texts of a QxUtilsException. The library throws it with no others.
 namespace QxUtils_800 {
 
 constexpr char FileWriteError[] = "Error writing to file";
@@ -18,19 +18,19 @@ constexpr char FileReadError[] = "Error reading from file";
 
 namespace qxg_800 {
 
-// A failure of temporary files in a view set, thrown by value by QxViewSetManager alone, with one
-// of the four texts of QxUtils_800. The library never catches it. Want of memory is std::bad_alloc
-// instead.
+// A temporary file of a view set failed. Thrown by value, with one of the four texts of
+// QxUtils_800, by QxViewSetManager and by what calls it: IOBinVirtualFile and NimbTempFileStorage.
 //
-// A copy has a text of its own. An object is used by one thread at a time.
+// Running out of memory is not reported by this class but by std::bad_alloc. A copy has a text of
+// its own. An object is used by one thread at a time.
 class QXUTILS_EXPORT QxUtilsException : public std::exception {
  public:
-  // Copies `message`; null counts as an empty text. Throws std::bad_alloc.
+  // Copies `message`. Null counts as an empty text. Throws std::bad_alloc.
   QxUtilsException(const char* message);
 
   ~QxUtilsException() noexcept override;
 
-  // The text, valid as long as this object lives.
+  // Returns the text, which is valid as long as this object lives.
   const char* what() const noexcept override;
 
  private:

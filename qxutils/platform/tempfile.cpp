@@ -28,13 +28,13 @@ bool LeadsTo(const std::string& path, const struct stat& status) {
   return stat(path.c_str(), &other) == 0 && AreSame(IdOf(other), IdOf(status));
 }
 
-// Whether the new file could be told from others; it is closed either way.
+// Notes which file was created, and closes it. Returns false, with errno set, when that failed.
 bool Settle(int descriptor, FileId& id) {
   struct stat status;
   const bool success = fstat(descriptor, &status) == 0;
   if (success) id = IdOf(status);
   // The umask may have taken rights from the owner, too. Where they can't be given back, opening
-  // the file fails.
+  // the file for writing fails.
   if (success && (status.st_mode & kPrivateFileMode) != kPrivateFileMode)
     (void)fchmod(descriptor, kPrivateFileMode);
   const int error = errno;
