@@ -1,8 +1,7 @@
-// The export macro: what carries it is the library's public interface, everything else stays
-// hidden.
+// The export macro marks the library's public interface. Everything else stays hidden.
 //
-// The same text serves those who build the library and those who use it, so that the source tree
-// alone is a complete include path and no definitions are needed.
+// The macro is the same for those who build the library and those who use it. So the source tree
+// alone is a complete include path, and no definitions are needed.
 #ifndef QXUTILS_EXPORT_H
 #define QXUTILS_EXPORT_H
 

@@ -1,7 +1,7 @@
 // The iterator classes of the host tree library, as this library uses them.
 //
-// An engine that has the real host library puts that library's declarations in the place of this
-// header (see the README, "With the real host library").
+// An engine that has the real host library uses that library's declarations in place of this
+// header. See the README, "With the real host library".
 #ifndef QXUTILS_HOST_AITERATOR_H
 #define QXUTILS_HOST_AITERATOR_H
 
@@ -10,8 +10,10 @@
 
 namespace Arbex_800 {
 
-// Hands out records one by one. The protocol: call HasMore, and while it gives 0, call Next and use
-// the record; any other value is the reason why there are no more.
+// Returns records one by one.
+//
+// Call HasMore. While it returns 0, call Next and use the record. Any other value is the reason why
+// there are no more records. An iterator is used by one thread at a time.
 //
 // The order of the virtual operations is part of the binary interface.
 template <class TItem>
@@ -19,18 +21,18 @@ class QXUTILS_EXPORT AIterator {
  public:
   virtual ~AIterator() = default;
 
-  // 0 when a record is ready, else the reason why not. A call may read the next record: call it
-  // once per record.
+  // Returns 0 when a record is ready, else the reason why not. A call may read the next record, so
+  // call it once per record.
   virtual int HasMore() const = 0;
 
-  // The record, owned by the iterator and overwritten by the next one; null when there is none.
+  // Returns the record, or null when there is none. The iterator owns it and overwrites it with the
+  // next one.
   virtual TItem* Next() = 0;
 
-  // The present status, with the values of HasMore. Moves nothing.
+  // Returns the present status, one of the values of HasMore. Reads nothing.
   virtual int GetFailReason() const = 0;
 };
 
-// An iterator over records of doubles.
 class QXUTILS_EXPORT ADoubleRecordIterator : public AIterator<TRecord<double>> {};
 
 }  // namespace Arbex_800

@@ -1,7 +1,7 @@
 // The settings object of the host tree library, as this library uses it.
 //
-// An engine that has the real host library puts that library's declaration in the place of this
-// header (see the README, "With the real host library").
+// An engine that has the real host library uses that library's declaration in place of this header.
+// See the README, "With the real host library".
 #ifndef QXUTILS_HOST_ENVIRONMENTSETTINGS_H
 #define QXUTILS_HOST_ENVIRONMENTSETTINGS_H
 
@@ -17,16 +17,17 @@ namespace Arbex_800 {
 
 // Says where temporary files go and who stores them.
 //
-// Passed by constant reference and kept by reference by the objects that need it later: it must
-// outlive every storage, view set and iterator made with it. Threads may share one object as long
-// as nobody changes it; with a storagePrototype, see TempFileStorageMgr.
+// Storages, view sets and iterators keep a reference to it, so it must outlive them. Threads may
+// share one object as long as nobody changes it. With a storagePrototype more is asked of them: see
+// TempFileStorageMgr.
 class QXUTILS_EXPORT EnvironmentSettings {
  public:
   // Passed on to every TempFileStorage::Open. The library's own storage compresses nothing,
-  // whatever the level; any int may be cast to it.
+  // whatever the level. Any int may be cast to it.
   enum CompressionLevel : int {};
 
-  // `tempDirectory`: the folder for temporary files; an empty text means the working folder.
+  // `tempDirectory` is the folder for temporary files. An empty text means the working folder.
+  // Throws std::bad_alloc.
   explicit EnvironmentSettings(std::string tempDirectory,
                                CompressionLevel level = CompressionLevel(0))
       : fTempDirectory(std::move(tempDirectory)), fCompressionLevel(level) {}
@@ -34,12 +35,12 @@ class QXUTILS_EXPORT EnvironmentSettings {
   const std::string& GetTempDirectory() const { return fTempDirectory; }
   CompressionLevel GetCompressionLevel() const { return fCompressionLevel; }
 
-  // The engine's own storage object, from which new storages are made; owned by the engine. Null:
-  // the library's default file storage is used.
+  // The engine's own storage object, from which new storages are made. The engine owns it. With
+  // null the library's own file storage is used.
   TempFileStorage* storagePrototype = nullptr;
 
-  // The registry of clones: entry i is a clone of the storage whose sequence id is i. The vector
-  // and its entries are owned by the engine. Needed only with a storagePrototype.
+  // The registry of clones: entry i is a clone of the storage whose sequence id is i. The engine
+  // owns the vector and its entries. Needed only with a storagePrototype.
   std::vector<TempFileStorage*>* storageRegistry = nullptr;
 
  private:

@@ -1,7 +1,7 @@
 // The record type of the host tree library, as this library uses it.
 //
-// An engine that has the real host library puts that library's declaration in the place of this
-// header (see the README, "With the real host library").
+// An engine that has the real host library uses that library's declaration in place of this header.
+// See the README, "With the real host library".
 #ifndef QXUTILS_HOST_TRECORD_H
 #define QXUTILS_HOST_TRECORD_H
 
@@ -14,14 +14,18 @@ namespace Arbex_800 {
 
 // A record: `size` values at `data`, owned by the record or borrowed from somebody else.
 //
-// Field order is part of the binary interface. Copies are deep: a copy owns its values.
+// Copies are deep: a copy owns its values. A record that was moved from has none. Throws nothing
+// but std::bad_alloc. Used by one thread at a time.
+//
+// Field order is part of the binary interface.
 template <class T>
 struct QXUTILS_EXPORT TRecord {
   T* data = nullptr;
   int size = 0;
-  bool ownsData = false;  // true: `data` came from array new and goes with the record
+  bool ownsData = false;  // true: `data` came from array new, and the record frees it
 
-  // A record of `count` values of its own, all zero; none (data null) when `count` is below 1.
+  // Makes a record of `count` values of its own, all zero. With a count below 1 there are none, and
+  // `data` is null.
   explicit TRecord(int count) {
     if (count < 1) return;
     data = new T[static_cast<unsigned>(count)]();
@@ -29,8 +33,8 @@ struct QXUTILS_EXPORT TRecord {
     ownsData = true;
   }
 
-  // A record over `count` values that stay the caller's and must outlive it. REQUIRES: `values` has
-  // that many (not checked).
+  // Makes a record over `count` values that stay the caller's and must outlive it. REQUIRES:
+  // `values` has that many (not checked).
   TRecord(T* values, int count) : data(values), size(count) {}
 
   TRecord(const TRecord& other) : TRecord(other.size) { std::copy_n(other.data, size, data); }
