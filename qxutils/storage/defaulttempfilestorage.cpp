@@ -31,7 +31,7 @@ int NimbTempFileStorage::Read(char* data, int length) {
 
 int NimbTempFileStorage::Write(const char* data, int length) {
   if (fIsFile) return fpFile ? fpFile->Write(data, length) : 0;
-  // A direct call in place of a second virtual one: no other class is ever held here.
+  // No other class is ever held here, so a direct call replaces a second virtual one.
   auto* view = static_cast<IOBinVirtualFile*>(fpVirtualFile.get());
   return view ? view->Write(data, length) : 0;
 }

@@ -17,7 +17,7 @@ int ConvertToZlibLevel(EnvironmentSettings::CompressionLevel level) {
   return value >= 0 && value <= kGreatestLevel ? value : 0;
 }
 
-// "e": a child that the host process starts must not inherit its temporary files.
+// "e" is close-on-exec: a program that the host starts must not inherit its temporary files.
 std::FILE* OpenImp(const std::string& name, IOBinFile::IOModeFile mode, int /*level*/) {
   const StandardDescriptors standard;
   if (!standard.AreHeld()) return nullptr;
@@ -39,14 +39,15 @@ bool IOBinFile::Open(const std::string& name, IOModeFile mode,
   if (!isClosed || fFileName.empty()) return false;
   fpStream.reset(OpenImp(fFileName, fMode, ConvertToZlibLevel(fLevel)));
   if (!fpStream) return false;
-  // Small reads take half without the stream's own lock; one thread at a time uses this object. A
-  // stream to write keeps it, since fflush(nullptr) in any thread of the host flushes it too.
+  // Without the stream's own lock small reads take half the time. One thread at a time uses this
+  // object. A stream for writing keeps its lock, since any thread of the host may call
+  // fflush(nullptr), which flushes it, too.
   if (fMode == IOModeRead) __fsetlocking(fpStream.get(), FSETLOCKING_BYCALLER);
   return true;
 }
 
 int IOBinFile::Read(char* data, int length) {
-  // Reading a stream to write would leave its error mark, which Close heeds.
+  // Reading from a stream for writing would set its error mark, and Close would report it.
   if (!fpStream || fMode != IOModeRead || !data || length < 0) return 0;
   return static_cast<int>(std::fread(data, 1, static_cast<std::size_t>(length), fpStream.get()));
 }
@@ -60,8 +61,8 @@ bool IOBinFile::Seek(long position) {
   return fpStream && std::fseek(fpStream.get(), position, SEEK_SET) == 0;
 }
 
-// What fclose returns tells only of its own flush. One before it, be it the host's fflush(nullptr)
-// in another thread, may have failed and left nothing but the stream's error mark.
+// fclose reports only its own flush. An earlier one, such as fflush(nullptr) in another thread of
+// the host, may have failed. Then only the stream's error mark shows it.
 bool IOBinFile::Close() {
   if (!fpStream) return true;
   std::FILE* const stream = fpStream.release();

@@ -3,7 +3,8 @@
 
 #include "qxutils/export.h"
 
-// A sink of bytes: something that can be written to and closed.
+// A sink of bytes: something that can be written to and closed. Used by one thread at a time.
+//
 //
 // The order of the virtual operations is part of the binary interface.
 class QXUTILS_EXPORT IOBinFileWriter {
@@ -13,11 +14,11 @@ class QXUTILS_EXPORT IOBinFileWriter {
   IOBinFileWriter(const IOBinFileWriter&) = delete;
   IOBinFileWriter& operator=(const IOBinFileWriter&) = delete;
 
-  // Takes `length` bytes from `data` and gives the number taken; anything but `length` is a
-  // failure.
+  // Takes `length` bytes from `data` and returns the number taken. Any other number than `length`
+  // is a failure.
   virtual int Write(const char* data, int length) = 0;
 
-  // Ends writing. True on success; false can mean that bytes taken before were lost.
+  // Ends writing. Returns true on success. False can mean that bytes taken before are lost.
   virtual bool Close() = 0;
 };
 

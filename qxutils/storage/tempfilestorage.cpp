@@ -20,8 +20,8 @@ bool TempFileStorage::Close() { return true; }
 void TempFileStorage::Remove() {}
 
 const std::string& TempFileStorage::GetFileName() const {
-  // Made at first use, so that loading the library runs nothing for it, and never destroyed, so
-  // that the static destructors of the host process may still ask.
+  // Made at first use, so that loading the library runs nothing for it. Never destroyed, since
+  // static destructors of the host may still call this.
   alignas(std::string) static unsigned char memory[sizeof(std::string)];
   static const std::string& name = *::new (memory) std::string("abc");
   return name;

@@ -8,14 +8,18 @@
 
 // The storage interface: all temporary data of the library passes through it.
 //
-// An engine may derive a class of its own and put an object of it into the settings (see
-// TempFileStorageMgr). Every operation has a default, so a class overrides only what it supports;
-// what each default gives stands in brackets. A storage is used by one thread at a time.
+// An engine may derive a class of its own and put an object of it into the settings. See
+// TempFileStorageMgr. Every operation has a default, so a class overrides only what it supports.
+// The result of each default stands in brackets. A storage is used by one thread at a time.
 //
-// For the author of such a class. A view set uses a storage in the order Open with mode 1, Write,
-// Close; Open with mode 0, Seek and Read, Close; lengths may be 0. A clone for the registry is made
-// before its original is opened, so it must reach data that is written later. Read before an Open
-// that succeeded must come up short. An exception passes through the library to its caller.
+// For the author of such a class:
+// - A view set calls Open with mode 1, Write and Close. For its shared file it then calls Open with
+//   mode 0, Seek, Read and Close. Lengths may be 0.
+// - A clone for the registry is made before its original is opened. So it must reach data that is
+//   written later.
+// - Until an Open has succeeded, Read must return a short count.
+// - An exception passes through the library to its caller. Only the destructor of BinFileIterator
+//   drops what Close throws. A destructor must not throw.
 //
 // The order of the virtual operations is part of the binary interface.
 class QXUTILS_EXPORT TempFileStorage {
@@ -23,43 +27,45 @@ class QXUTILS_EXPORT TempFileStorage {
   TempFileStorage() = default;
   virtual ~TempFileStorage();
 
-  // Makes the storage ready under `name`; `mode` 0 reads, any other value writes (the values of
-  // IOBinFile::IOModeFile). True when it is ready. [true]
+  // Makes the storage ready under `name` and returns true when it is. `mode` is a value of
+  // IOBinFile::IOModeFile: 0 reads, any other value writes. [true]
   virtual bool Open(const std::string& name, int mode,
                     Arbex_800::EnvironmentSettings::CompressionLevel level);
 
-  // Moves up to `length` bytes into `data` and gives the number moved; a short count is the end of
-  // the data or a failure. [0]
+  // Copies up to `length` bytes into `data` and returns the number copied. A short count is the end
+  // of the data or a failure. [0]
   virtual int Read(char* data, int length);
 
-  // Moves `length` bytes from `data` and gives the number moved; a short count is a failure. [0]
+  // Takes `length` bytes from `data` and returns the number taken. Any other number than `length`
+  // is a failure. [0]
   virtual int Write(const char* data, int length);
 
-  // Moves to a byte position counted from the start. True on success. [true]
+  // Moves to a byte position counted from the start. Returns true on success. [true]
   virtual bool Seek(long position);
 
-  // Ends the present use; the storage may be opened again. True on success; false after writing can
-  // mean that bytes written before were lost. [true]
+  // Ends the present use. The storage may be opened again. Returns true on success. After writing,
+  // false means that bytes may be lost, even ones that an earlier Write took. [true]
   virtual bool Close();
 
-  // Never called by the library. [nothing]
+  // Never called by the library. [does nothing]
   virtual void Remove();
 
-  // The storage's name; the reference is valid until the name changes or the storage is destroyed.
-  // [a text "abc" that lives as long as the program]
+  // Returns the storage's name. The reference is valid until the name changes or the storage is
+  // destroyed. [a text "abc" that lives as long as the program]
   virtual const std::string& GetFileName() const;
 
-  // Sets the storage's name. [nothing]
+  // Sets the storage's name. [does nothing]
   virtual void SetFileName(const std::string& name);
 
-  // The storage's sequence id: its index in the settings' registry of clones, -1 for none. [-1]
+  // Returns the storage's sequence id: its index in the settings' registry of clones, or -1 when it
+  // has none. [-1]
   virtual int GetSeqId() const;
 
-  // Sets the sequence id. [nothing]
+  // Sets the sequence id. [does nothing]
   virtual void SetSeqId(const int& id);
 
-  // A new storage that reaches the same stored data, so that what is written through one can be
-  // read through the other; the caller owns it. [null]
+  // Returns a new storage that reaches the same stored data. What is written through one can be
+  // read through the other. The caller owns it. [null]
   virtual TempFileStorage* Clone();
 
   // Hooks for the engine's own classes; never called by the library. [null, true, null]
@@ -67,7 +73,8 @@ class QXUTILS_EXPORT TempFileStorage {
   virtual bool RestHandle();
   virtual void* GetContextHand();
 
-  // A new storage for a new temporary file, asked of the prototype; the caller owns it. [null]
+  // Returns a new storage for a new temporary file. Called on the prototype. The caller owns the
+  // result. [null]
   virtual TempFileStorage* GetNewObj();
 
  protected:

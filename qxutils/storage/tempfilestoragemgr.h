@@ -12,13 +12,15 @@ class QxViewSetManager;
 
 // The one place where storages come from: the library's own, or those of the engine's prototype.
 //
-// With a storagePrototype in the settings, a new storage is asked of the prototype and a clone of
-// it is kept in the settings' storageRegistry, so that the stored data can be reached again by
-// sequence id. Without one it is a NimbTempFileStorage over a file.
+// Without a storagePrototype in the settings, a new storage is a NimbTempFileStorage over a file.
+// With one it comes from the prototype, and a clone of it is kept in the settings' storageRegistry.
+// Through the clone the stored data can be reached again by sequence id.
 //
-// Every storage that getObject gives is the caller's, who deletes it. Nothing is thrown but
-// std::bad_alloc, and what the engine's own classes throw. The manager has no state; threads that
-// share settings with a prototype call getObject one at a time, since it appends to their registry.
+// The caller owns every storage that getObject returns. Nothing is thrown but std::bad_alloc and
+// what the engine's own classes throw.
+//
+// Any thread may call the manager, which has no state. Threads that share settings with a prototype
+// call getObject one at a time, since it appends to their registry.
 class QXUTILS_EXPORT TempFileStorageMgr {
  public:
   TempFileStorageMgr(const TempFileStorageMgr&) = delete;
@@ -26,19 +28,23 @@ class QXUTILS_EXPORT TempFileStorageMgr {
 
   static TempFileStorageMgr& instance();
 
-  // A new, closed storage for a new temporary file.
+  // Returns a new, closed storage for a new temporary file.
   //
-  // With a prototype: its GetNewObj(), with the registry's number of entries as sequence id; its
-  // Clone() is appended to the registry, and belongs to the engine. Null, with the registry as it
-  // was, when the settings have no registry or when GetNewObj() or Clone() gives null.
+  // With a prototype it is the result of GetNewObj(), with the registry's number of entries as
+  // sequence id. Its Clone() is appended to the registry and belongs to the engine. Returns null,
+  // with the registry unchanged, when there is no registry or when GetNewObj() or Clone() returns
+  // null.
   TempFileStorage* getObject(const Arbex_800::EnvironmentSettings& settings);
 
-  // A new storage over the data of the storage with the sequence id `id`: the Clone() of its entry
-  // in the registry. Null when there is no registry, no such entry, or the entry is empty.
+  // Returns a new storage over the data of the storage with the sequence id `id`. It is the Clone()
+  // of entry `id` in the registry. Null when there is no registry or no such entry, when the entry
+  // is null, or when Clone() returns null.
   TempFileStorage* getObject(const Arbex_800::EnvironmentSettings& settings, int id);
 
-  // A new storage over the view number `view` of `manager`; `buffer` is what the manager's
-  // GetViewBuffer gives for it. Both must outlive the storage.
+  // Returns a new storage that writes one view. Manager and buffer must outlive it. With a null
+  // buffer every Write returns -1.
+  // REQUIRES: `buffer` is null or what the manager's GetViewBuffer returned for `view` (not
+  // checked).
   TempFileStorage* getObject(int view, qxg_800::QxViewSetManager& manager,
                              qxg_800::QxViewBuffer* buffer);
 
