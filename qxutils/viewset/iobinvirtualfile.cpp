@@ -15,7 +15,7 @@ int IOBinVirtualFile::Write(const char* data, int length) {
   return WriteOther(data, length);
 }
 
-// Store is tried first: a full buffer refuses everything.
+// Store can be tried first, since a full buffer refuses everything.
 int IOBinVirtualFile::WriteOther(const char* data, int length) {
   if (!fpBuffer) return -1;
   const int stored = fpBuffer->Store(data, length);

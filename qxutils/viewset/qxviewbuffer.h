@@ -10,15 +10,17 @@ namespace qxg_800 {
 
 // Collects the items of one view in memory until they are written out.
 //
-// Holds up to GetCapacity() items of GetItemSize() bytes each in one block that is allocated once.
+// Holds up to GetCapacity() items of GetItemSize() bytes each, in one block that is allocated once.
 // Not copyable. Used by one thread at a time.
 //
 // Field order is part of the binary interface.
 class QXUTILS_EXPORT QxViewBuffer {
  public:
-  // `capacity` in items, `itemSize` in bytes. With a capacity below 0 or an item size below 1
-  // nothing is allocated and every Store is refused. Throws std::bad_array_new_length when the
-  // block would be larger than an int can count, std::bad_alloc when there is no memory for it.
+  // `capacity` is in items, `itemSize` in bytes. With a capacity below 0 or an item size below 1
+  // nothing is allocated and every Store is refused.
+  //
+  // Throws std::bad_array_new_length when the block would be larger than an int can count. Throws
+  // std::bad_alloc when out of memory.
   QxViewBuffer(int capacity, int itemSize);
 
   ~QxViewBuffer();
@@ -26,22 +28,24 @@ class QXUTILS_EXPORT QxViewBuffer {
   QxViewBuffer(const QxViewBuffer&) = delete;
   QxViewBuffer& operator=(const QxViewBuffer&) = delete;
 
-  // Appends `bytes` / GetItemSize() whole items copied from `data`. All or nothing: gives `bytes`,
-  // or -1 when the count is not a positive multiple of the item size, there is no room for all,
-  // `data` is null, or the buffer's view is closed.
+  // Appends whole items, `bytes` bytes copied from `data`, and returns `bytes`. All or nothing:
+  // returns -1, with nothing changed, in these cases:
+  // - `bytes` is not a positive multiple of the item size.
+  // - There is no room for all items.
+  // - `data` is null, or the buffer's view is closed.
   int Store(const char* data, int bytes);
 
   // Whether the number of items equals the capacity.
   bool IsFull() const;
 
-  // Forgets the items; the block stays.
+  // Forgets the items. The block stays.
   void Reset();
 
-  // The block, item after item from its start; it lives as long as the buffer. Null when nothing
-  // was allocated.
+  // Returns the block, which stays the buffer's. Items lie in it one after the other from its
+  // start. Null when nothing was allocated.
   char* GetBuffer();
 
-  // Items stored now.
+  // The number of items stored now.
   long GetSize() const;
 
   // The greatest number of items.
@@ -54,8 +58,9 @@ class QXUTILS_EXPORT QxViewBuffer {
   friend class IOBinVirtualFile;
   friend class QxViewSetManager;
 
-  // Store of one item of eight bytes, a double in nearly every write: no division, and a copy whose
-  // size the compiler knows. False, with nothing stored, when it is not that or there is no room.
+  // Store for one item of eight bytes, since nearly every write is one double. It needs no
+  // division, and the compiler knows the size of the copy. Returns false, with nothing stored, when
+  // it is not that or there is no room.
   bool StoreEightBytes(const char* data, int bytes) {
     constexpr int kBytes = 8;
     if (bytes != kBytes || fItemSize != kBytes || fSize >= fStoreLimit || !data) return false;
@@ -64,7 +69,7 @@ class QXUTILS_EXPORT QxViewBuffer {
     return true;
   }
 
-  // Refuses every Store from now on: the view is closed, what came now would never be written out.
+  // Refuses every Store from now on: the view is closed, so later items would never be written out.
   QXUTILS_LOCAL void Seal();
 
   std::unique_ptr<char[]> fpBuffer;  // fCapacity * fItemSize bytes

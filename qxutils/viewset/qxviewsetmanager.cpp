@@ -44,15 +44,16 @@ std::vector<std::unique_ptr<QxViewBuffer>> MakeBuffers(long memory,
   return buffers;
 }
 
-// The host may move its working folder while the set lives. An engine's storage gets the folder as
-// it is, since the name means what that storage makes of it.
+// The host may change its working folder while the set lives. An engine's storage gets the folder
+// as it is, since only that storage knows what the name means.
 std::string FolderOf(const EnvironmentSettings& settings) {
   std::string folder = settings.GetTempDirectory();
   Require(settings.storagePrototype || FixFolder(folder), QxUtils_800::FileOpenError);
   return folder;
 }
 
-// Grows a vector ahead of an append that must not fail; reserve() would grow it one by one.
+// Grows a vector before an append that must not fail. With reserve() it would grow by one each
+// time.
 template <class T>
 void MakeRoom(std::vector<T>& vector) {
   vector.emplace_back();
@@ -129,7 +130,7 @@ void QxViewSetManager::WriteBufferToFile(QxViewBuffer* buffer, int view) {
   MakeRoom(fIndex[slot]);
   const long items = buffer->GetSize();
   const int bytes = static_cast<int>(items * buffer->GetItemSize());
-  fWriteFailed = true;  // until proven otherwise: an engine's storage may throw
+  fWriteFailed = true;  // until Write returns: an engine's storage may throw
   Require((*fpStorage)->Write(buffer->GetBuffer(), bytes) == bytes, QxUtils_800::FileWriteError);
   fWriteFailed = false;
   UpdateIndex(view, items);

@@ -18,49 +18,55 @@ class QXUTILS_EXPORT StoredFile;
 
 // One view of a view set. Field order is part of the binary interface.
 struct ViewInfo {
-  int itemSize;    // bytes of one item; a view with an item size below 1 has no buffer and stays
-                   // empty
+  int itemSize;    // bytes of one item; below 1: the view has no buffer and stays empty
   int sortColumn;  // the caller's; never read
 };
 
 // A view set: any number of streams of fixed-size items, called views.
 //
 // Views are written in any interleaving while one temporary file is open, within a fixed budget of
-// memory. The last close splits that file into one file per view. A view's number is its position
+// memory. The last Close splits that file into one file per view. A view's number is its position
 // in the vector given to the constructor.
 //
-// How a set works: construct it. For each view take GetViewBuffer and a storage from
-// TempFileStorageMgr::getObject(view, manager, buffer). Write through the storages and close each
-// once. Take each view's file with GetFile. A view file holds the view's items in the order of
-// writing, raw, without a header. The last Close has two files open at most.
+// How a set works: construct it. For each view take its buffer from GetViewBuffer and a storage
+// from TempFileStorageMgr::getObject(view, manager, buffer). Write through the storages in any
+// order and close each once. Take each view's file with GetFile. A view file holds the view's items
+// in the order of writing, without a header. The last Close has two files open at most.
 //
-// Files lie in the settings' temporary folder: the shared file with the prefix "qxfBIG", the view
-// files with "qxf", all with the extension "tmp". A relative folder is fixed when the set is made,
-// whatever the host does with its working folder later. There is one exception. Where the path of
-// the working folder can't be searched, the relative folder is kept. If the host then moves, the
-// last Close throws FileOpenError; names of view files are relative there.
+// Files lie in the settings' temporary folder. The shared file has the prefix "qxfBIG", view files
+// have "qxf", and all have the extension "tmp". A relative folder is fixed when the set is made,
+// whatever the host does with its working folder later. There is one exception: a relative folder
+// is kept where its absolute path does not lead to it. An example is a working folder with a parent
+// that can't be searched. If the host then changes its working folder, the last Close throws
+// FileOpenError. Names of view files are relative there.
 //
 // With the library's own storage (no storagePrototype):
-// - Each file is created exclusively, readable and writable by its owner alone whatever the umask,
-//   close-on-exec, and never gets a descriptor from 0 to 2.
+// - Each file is created exclusively and close-on-exec, and never gets a descriptor from 0 to 2.
+//   Only its owner can read and write it, whatever the umask, where the file system has
+//   permissions.
 // - The last Close removes the shared file. The destructor removes the view files that GetFile did
 //   not hand out. A file that can't be opened after its creation is removed at once.
 // - A set destroyed before its last Close succeeds, or without views, leaves its shared file. So
 //   work in a folder of your own (CreateTempSubDirectory) and remove it whole.
 // - A file that another one has replaced (another device or inode) is neither read nor removed.
-//   Nobody else may rename or remove files in the folder.
-// - A child made by fork has copies of buffered bytes. Let it end with _exit or start another
-//   program: exit would write these copies into the shared file.
+// - A child made by fork has copies of buffered bytes. Let it start another program or end with
+//   _exit. With exit it would write these copies into the shared file.
+// - REQUIRES: nobody else renames or removes files in the folder (not checked).
 //
 // With an engine's storage the library creates and removes no file. The names given to Open may
 // repeat within a set, since nothing stands on disk under them. Tell such storages apart by their
 // sequence ids.
 //
-// Failures of files are QxUtilsException with one of the four texts. After a failed write to the
-// shared file, an exception of an engine's own storage (which passes through) or a failed last
-// Close, nothing more can be written or taken: Write and Close throw or return -1, GetFile returns
-// null. Running out of memory is std::bad_alloc. Thrown by Write it changes nothing, so that the
-// call may be made again.
+// A failure of a file is reported by QxUtilsException with one of the four texts. An exception of
+// an engine's own storage passes through.
+//
+// After a failed write to the shared file, or one that threw, the set never completes. From then
+// on, Close of an open view and writing its buffer out throw FileWriteError. Buffers that have room
+// still accept items. After a failed last Close, writes through the storages and Close return -1.
+// In both cases GetFile returns null.
+//
+// Running out of memory is reported by std::bad_alloc. When Write throws it, nothing has changed,
+// and the call may be made again. The same holds for Close while CheckAllClosed returns false.
 //
 // A set, its buffers and its storages are used by one thread at a time. Sets are independent of
 // each other. `settings` must outlive the set. Not copyable.
@@ -68,65 +74,73 @@ struct ViewInfo {
 // Field order is part of the binary interface.
 class QXUTILS_EXPORT QxViewSetManager {
  public:
-  // `bufferMemory` in bytes is shared by the buffers of all views, each of which holds the same
-  // number of items: the memory divided by the sum of the item sizes, at least 10, and no more than
-  // keeps the greatest buffer below 2 GiB.
+  // The buffers of all views share `bufferMemory` bytes. Each buffer holds the same number of
+  // items: the memory divided by the sum of the item sizes, but at least 10. There are fewer where
+  // the greatest buffer would otherwise have 2 GiB or more.
   //
-  // Throws QxUtilsException with FileOpenError when the shared file can't be created or opened, no
-  // storage is available, or the path of a relative folder is too long to be fixed. Nothing stays
-  // behind then.
+  // Throws QxUtilsException with FileOpenError in these cases. No file is left then.
+  // - The shared file can't be created or opened.
+  // - No storage is available.
+  // - The path of a relative folder is too long to be fixed.
   QxViewSetManager(long bufferMemory, const std::vector<ViewInfo>& views,
                    const Arbex_800::EnvironmentSettings& settings);
 
-  // Removes the view files that were not handed out (with the library's own storage) and releases
-  // everything else. Allowed at any time; never throws.
+  // Releases everything. With the library's own storage, removes the view files that were not
+  // handed out. Allowed at any time. Never throws.
   ~QxViewSetManager();
 
   QxViewSetManager(const QxViewSetManager&) = delete;
   QxViewSetManager& operator=(const QxViewSetManager&) = delete;
 
-  // The view's buffer, which stays the manager's; the last Close overwrites its bytes. Null for an
-  // unknown view, or when `itemSize` is not the view's own.
+  // Returns the view's buffer, which stays the manager's. The last Close overwrites its bytes. Null
+  // when the view is unknown or `itemSize` is not the view's own.
   QxViewBuffer* GetViewBuffer(int view, int itemSize);
 
-  // Writes the view's buffer out to the shared file now. Does nothing for a view that is unknown,
-  // closed or without a buffer. Throws as WriteBufferToFile does.
+  // Writes the view's buffer to the shared file now. Does nothing when the view is unknown, closed
+  // or without a buffer. Throws as WriteBufferToFile does.
   void Write(int view);
 
-  // Writes out the rest of the view's buffer and closes the view; closing the last open view makes
-  // all view files. Gives 0, or -1, with nothing changed, for an unknown view or one that is closed
+  // Writes out the rest of the view's buffer and closes the view. Closing the last open view makes
+  // all view files. Returns 0. Returns -1, with nothing changed, when the view is unknown or closed
   // already.
   //
-  // Throws FileWriteError when the rest can't be written (the view then stays open). Of the last
-  // close: FileWriteError when the shared file or a view file can't be brought out whole,
-  // FileOpenError when the shared file can't be read back, a view file can't be made, or no storage
-  // was to be had, FileSeekError and FileReadError when the shared file can't be read.
+  // Throws FileWriteError when the rest can't be written or an earlier write of the set failed. The
+  // view stays open then. The last Close also throws:
+  // - FileWriteError when bytes of the shared file or of a view file could not be written.
+  // - FileOpenError when the shared file can't be opened for reading or another file has replaced
+  //   it.
+  // - FileOpenError when a view file can't be created or opened, or no storage is available.
+  // - FileSeekError or FileReadError when the shared file can't be read.
   int Close(int view);
 
-  // The view's file as a closed storage, which is the caller's from here on, as is the file that
-  // its GetFileName names: read it with a BinFileIterator on that name or Open it with mode 0, and
-  // remove it. Null for an unknown view, before the last Close has succeeded, and when it was
-  // handed out before.
+  // Returns the view's file as a closed storage. The caller owns the storage and the file that its
+  // GetFileName names. Read the file with a BinFileIterator on that name, or Open the storage with
+  // mode 0. Then remove the file.
+  //
+  // Returns null when the view is unknown, before the last Close has succeeded, and when the file
+  // was handed out before.
   TempFileStorage* GetFile(int view);
 
-  // Whether every view is closed; true for a set without views.
+  // Whether every view is closed. True for a set without views.
   bool CheckAllClosed();
 
-  // Notes that a segment of `items` items of the view comes next in the shared file. Called by
-  // WriteBufferToFile; of use elsewhere only to who appends segments in another way. Does nothing
-  // for an unknown view, one with an item size below 1, a negative count, or one too large to
-  // address.
+  // Notes that the next segment of the shared file holds `items` items of the view. Called by
+  // WriteBufferToFile. Does nothing when the view is unknown or has an item size below 1, or when
+  // the count is negative or too large to address. Throws std::bad_alloc, with nothing changed.
+  // REQUIRES: these items were appended to the file (not checked here; the last Close then throws
+  // FileReadError or FileSeekError).
   void UpdateIndex(int view, long items);
 
-  // Appends the items in `buffer` to the shared file as one segment of the view and empties it.
-  // Does nothing when `buffer` is null or the view is unknown, closed or without a buffer of its
-  // own.
+  // Appends the items in `buffer` to the shared file as one segment of the view, and empties the
+  // buffer. Does nothing when `buffer` is null, or when the view is unknown, closed or without a
+  // buffer of its own.
   //
   // Throws FileWriteError, with buffer and index unchanged, when not every byte could be written or
-  // an earlier write of the set failed, and also, with nothing spoiled, when the buffer's item size
-  // is not the view's. Throws std::bad_alloc before anything is written. REQUIRES: the buffer holds
-  // no more items than the view's own can (not checked here; the last Close then throws
-  // FileReadError).
+  // an earlier write of the set failed. Throws FileWriteError, too, when the buffer's item size is
+  // not the view's. That does not count as a failed write. Throws std::bad_alloc before anything is
+  // written.
+  // REQUIRES: the buffer holds no more items than the view's own can (not checked here; the last
+  // Close then throws FileReadError).
   void WriteBufferToFile(QxViewBuffer* buffer, int view);
 
  private:

@@ -17,17 +17,17 @@ void Require(bool success, const char* message);
 
 // A storage and the temporary file that it writes and reads.
 //
-// With the library's own storage the file is created here and removed at the end, unless it was
-// released. It is told from others by device and inode: what stands under its name later is neither
-// read nor removed unless it is this file. What file an engine's storage has is its own business.
+// With the library's own storage the file is created here, and removed at the end unless it was
+// released. Its device and inode are noted. Another file that stands under its name later is
+// neither read nor removed. With an engine's storage no file is created or removed.
 class QXUTILS_EXPORT StoredFile {
  public:
   using Settings = Arbex_800::EnvironmentSettings;
 
-  // Neither storage nor file.
+  // Holds neither storage nor file.
   QXUTILS_LOCAL StoredFile() noexcept;
 
-  // A new storage without a file. Throws FileOpenError when none is available.
+  // Makes a new storage without a file. Throws FileOpenError when none is available.
   QXUTILS_LOCAL explicit StoredFile(const Settings& settings);
 
   // Removes the file.
@@ -39,12 +39,12 @@ class QXUTILS_EXPORT StoredFile {
   QXUTILS_LOCAL TempFileStorage* operator->() const { return fpStorage.get(); }
 
   // Opens a new file in `folder` for writing and returns its name. `last` is the file made before
-  // it with the same prefix, or holds none. Throws FileOpenError; no file stays behind then.
+  // it with the same prefix, or holds none. Throws FileOpenError. No file is left then.
   QXUTILS_LOCAL std::string Create(const Settings& settings, const std::string& folder,
                                    const char* prefix, const StoredFile& last);
 
-  // Ends writing and opens the file for reading. Throws FileWriteError when written bytes were
-  // lost, FileOpenError when the file can't be opened or another one stands in its place.
+  // Ends writing and opens the file for reading. Throws FileWriteError when written bytes are lost.
+  // Throws FileOpenError when the file can't be opened or another one has replaced it.
   QXUTILS_LOCAL void Reopen(const Settings& settings, const std::string& name);
 
   // Removes the file if it is still there.
