@@ -59,7 +59,7 @@ BinFileIterator::~BinFileIterator() {
   const std::unique_ptr<TempFileStorage> storage(fpStorage);
   try {
     storage->Close();
-  } catch (...) {  // an engine's own failure: nothing is lost that was only read
+  } catch (...) {  // an engine's own failure: nothing is lost by what was only read
   }
 }
 

@@ -1,4 +1,4 @@
-// Not installed: what the iterators return as their status.
+// Not installed: the status numbers of the iterators.
 #ifndef QXUTILS_ITERATORS_ITERATORSTATUS_H
 #define QXUTILS_ITERATORS_ITERATORSTATUS_H
 
