@@ -9,7 +9,7 @@
 namespace qxg_800 {
 namespace {
 
-// `length` bytes copied from `data`, or all 0 without it; null when there are none.
+// Returns `length` bytes copied from `data`, or all 0 when that is null. Null for no bytes.
 std::unique_ptr<char[]> NewBytes(const char* data, int length) {
   if (length <= 0) return nullptr;
   const auto bytes = static_cast<std::size_t>(length);
@@ -60,8 +60,7 @@ void CharArray::SetData(char* data, int length) {
 void CharArray::Cleanup() { fpChar.reset(); }
 
 char& CharArray::operator[](int i) const {
-  thread_local char
-      nothing;  // of an array without bytes, so that what Cleanup left is safe to touch
+  thread_local char nothing;  // safe to touch when there are no bytes, as after Cleanup
   return fpChar ? fpChar[static_cast<std::size_t>(i)] : nothing = '\0';
 }
 

@@ -10,7 +10,7 @@
 namespace qxg_800 {
 namespace {
 
-// A constant: static initialisers of other libraries find it in place.
+// A constant, so that static initialisers of other libraries can use it.
 constexpr double sysMissing = kInfinity;
 
 constexpr unsigned kMinimum = 1;
@@ -107,10 +107,12 @@ void QxStatistics::UpdateMaximum(double value) {
   if (value > maximum + kTolerance) maximum = value;
 }
 
-// West's update, for the mean of the squared deviations in place of their sum: the slot moves
-// towards the new square by the weight's share of the total, so that what is rounded is small
-// against what stands. The old weight's share is multiplied in before the second factor: it is 0
-// for the first value, whose square may be beyond a double.
+// West's update, here of the mean of the squared deviations in place of their sum. The slot moves
+// towards the new square by the weight's share of the total. So the rounding errors are small
+// against the slot.
+//
+// The old weight's share is multiplied before the second deviation. It is 0 for the first value,
+// whose square may be too large for a double.
 void QxStatistics::UpdateSumSq(double value, double weight) {
   double& meanSquare = Slot(fSumSqPos);
   const double deviation = value - Slot(fMeanPos);

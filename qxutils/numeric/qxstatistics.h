@@ -10,40 +10,42 @@ namespace qxg_800 {
 // Minimum, maximum, weighted mean and weighted standard deviation of values that arrive one at a
 // time. The values themselves are not kept.
 //
-// Weights count cases: a value of weight 3 is the same as three values of weight 1. Neither values
-// nor weights are checked. A value that is not a number leaves minimum and maximum alone and makes
-// mean and standard deviation NaN, as an infinite one does to the standard deviation: leave missing
-// values out. Deviations whose squares a double can't hold do the same, and negative weights may.
-// Adding a value with which the total weight is 0, as it is after a first value of weight 0, leaves
-// mean and standard deviation not finite for good.
+// Weights count cases: a value of weight 3 is the same as three values of weight 1.
 //
-// The deviation is kept up to date by the method of D. H. D. West, "Updating mean and variance
-// estimates: an improved method", Communications of the ACM 22(9), 1979, which loses little when it
-// is small against the mean; the mean itself is updated by its formula and takes up a rounding with
-// each value.
+// Neither values nor weights are checked, so leave missing values out:
+// - NaN leaves minimum and maximum alone. It makes mean and standard deviation NaN.
+// - An infinite value makes the standard deviation NaN. So do deviations whose squares a double
+//   can't hold. Negative weights may do so, too.
+// - A total weight of 0 after a value leaves mean and standard deviation not finite for good. A
+//   first value of weight 0 is such a case.
+//
+// The deviation is updated by the method of D. H. D. West, "Updating mean and variance estimates:
+// an improved method", Communications of the ACM 22(9), 1979. It loses little when the deviation is
+// small against the mean. The mean is updated by its formula, with one rounding error for each
+// value.
 //
 // A statistic that was not selected reads as the system-missing value, which is positive infinity.
 //
-// Throws nothing but std::bad_alloc, from what allocates: the constructors, CopyPtrFrom and the
-// assignment; the object is then as it was before. Copies are deep. Used by one thread at a time.
+// The constructors, CopyPtrFrom and the assignment throw std::bad_alloc, and nothing has changed
+// then. Nothing else is thrown. Copies are deep. Used by one thread at a time.
 //
 // Field order is part of the binary interface.
 class QXUTILS_EXPORT QxStatistics {
  public:
-  // `flags` selects, as a sum: 1 the minimum, 2 the maximum, 4 the mean, 8 the standard deviation
-  // and the mean. Other bits are ignored.
+  // `flags` selects the statistics as a sum. 1 is the minimum, 2 the maximum, 4 the mean, 8 the
+  // standard deviation and the mean. Other bits are ignored.
   explicit QxStatistics(unsigned int flags);
 
   QxStatistics(const QxStatistics& other);
 
-  // Takes over the selection too.
+  // Copies the selection, too.
   QxStatistics& operator=(const QxStatistics& other);
 
   ~QxStatistics();
 
-  // Replaces the slots by a copy of those of `other`; selection and total weight stay. A step of
-  // the copy operations, of little use elsewhere. REQUIRES: `other` has the same selection (not
-  // checked).
+  // Replaces the values of the statistics by those of `other`. Selection and total weight stay.
+  // This is a step of the copy operations and of little use elsewhere.
+  // REQUIRES: `other` has the same selection (not checked).
   void CopyPtrFrom(const QxStatistics& other);
 
   // Whether the statistic was selected.
@@ -52,23 +54,23 @@ class QXUTILS_EXPORT QxStatistics {
   bool HasMean() const;
   bool HasStDev() const;
 
-  // Before any value: the greatest finite double, the lowest finite double, 0.
+  // Before any value they return the greatest finite double, the lowest finite double, and 0.
   double GetMinimum() const;
   double GetMaximum() const;
   double GetMean() const;
 
-  // The square root of the weighted sum of squared deviations from the mean divided by (total
-  // weight - 1). System-missing, too, unless the total weight is above 1.
+  // Returns the square root of (weighted sum of squared deviations from the mean) / (total weight -
+  // 1). Returns the system-missing value unless the total weight is above 1.
   double GetStDev() const;
 
   // Adds a value. Constant time, no allocation.
   //
-  // A value up to 1e-12 above the minimum becomes the minimum; one has to be more than 1e-12 above
-  // the maximum to become the maximum; so a minimum may creep up with values that each lie that
-  // close above the one before. Both go by the value alone, whatever its weight.
+  // A value less than 1e-12 above the minimum becomes the minimum. So a minimum may creep up with
+  // values that each lie that close above the one before. A value more than 1e-12 above the maximum
+  // becomes the maximum. The weight does not count for either.
   void AddValue(double value, double weight);
 
-  // The steps of AddValue, which calls them in this order and adds the weight to the total last.
+  // The steps of AddValue. It calls them in this order and adds the weight to the total last.
   // REQUIRES: the statistic is selected (not checked).
   void UpdateMinimum(double value);
   void UpdateMaximum(double value);
@@ -80,7 +82,7 @@ class QXUTILS_EXPORT QxStatistics {
   QXUTILS_LOCAL double& Slot(unsigned position) const;
 
   double fTotalWeight = 0.0;
-  // Positions in fpValues, from 1 on; 0: not selected. With a sum of squares there is a mean.
+  // Positions in fpValues, from 1 on. 0: not selected. With a sum of squares there is a mean.
   unsigned fMinPos : 4;
   unsigned fMaxPos : 4;
   unsigned fMeanPos : 4;

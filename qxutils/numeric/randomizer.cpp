@@ -6,12 +6,12 @@
 namespace qxg_800 {
 namespace {
 
-// One multiplicative congruential generator: a state word times `multiplier`, modulo `modulus`,
-// which is a prime a little below 2^31.
+// One multiplicative congruential generator: a state word times `multiplier`, modulo `modulus`. The
+// modulus is a prime a little below 2^31.
 struct Component {
-  // The word after `word`, both from 1 to modulus - 1. What Schrage's method gives, without its
-  // division: modulo the modulus 2^31 equals 2^31 - modulus, so the product's upper part is folded
-  // onto its lower one.
+  // Returns the word after `word`, both from 1 to modulus - 1. It is the same as by Schrage's
+  // method, without the division. 2^31 equals 2^31 - modulus modulo the modulus. So the product's
+  // upper part is folded onto its lower part.
   long Step(long word) const {
     constexpr int kFoldBits = 31;
     constexpr long kFold = 1L << kFoldBits;
@@ -30,8 +30,8 @@ constexpr Component kSecond{2147483399, 40692};
 
 constexpr double kTrialScale = 9000000.0;
 
-// The second state word that a seed gives: the seed or the time, brought into the component's
-// range. 0 can't be a state, all that follows would be 0.
+// Returns the second state word: the seed or the time, reduced to the component's range. 0 can't be
+// a state, since all later ones would be 0.
 long StartWord(long seed) {
   const long word = (seed > 0 ? seed : static_cast<long>(std::time(nullptr))) % kSecond.modulus;
   if (word == 0) return 1;
@@ -40,8 +40,8 @@ long StartWord(long seed) {
 
 double Uniform(long z) { return static_cast<double>(z) / static_cast<double>(kFirst.modulus); }
 
-// The first z whose uniform number is not below `p`: trials compare whole numbers instead of
-// dividing.
+// Returns the first z whose uniform number is not below `p`. With it, trials compare whole numbers
+// instead of dividing.
 long FirstNotBelow(double p) {
   long from = 1;
   long to = kFirst.modulus;
@@ -79,7 +79,7 @@ double Randomizer::GetRandomFreq(double freq) {
   double n = 0.0;
   if (freq > fTrialLimit) {
     n = std::floor(freq * fProbability + 0.5);
-  } else if (freq > 0 && !std::isnan(fProbability)) {  // NaN is no limit: trials would not end
+  } else if (freq > 0 && !std::isnan(fProbability)) {  // a limit of NaN would not end the trials
     long selected = 0;
     double t = 0.0;
     do {
@@ -95,7 +95,7 @@ long Randomizer::Draw() {
   fSeed1 = kFirst.Step(fSeed1);
   fSeed2 = kSecond.Step(fSeed2);
   const long z = fSeed1 - fSeed2;
-  // By the sign bit and not by a branch, which would be mispredicted half of the time.
+  // Uses the sign bit, since a branch would be mispredicted half of the time.
   return z + (((z - 1) >> 63) & (kFirst.modulus - 1));
 }
 
