@@ -5,8 +5,8 @@
 
 namespace qxg_800 {
 
-// Positive infinity, which stands for a missing value wherever the library hands out numbers. Any
-// thread may ask at any time, static initialisers included.
+// Returns positive infinity, the system-missing value. Any thread may call it at any time, even in
+// a static initialiser.
 QXUTILS_EXPORT double GetInfinity();
 
 }  // namespace qxg_800

@@ -74,8 +74,9 @@ std::string Print(double value, const char* format) {
   return text;
 }
 
-// The same as printf's "%.15g" for a finite value while the rounding direction, which to_chars does
-// not heed, is to nearest. Some standard libraries print "nan(snan)", which printf does not.
+// The same as printf's "%.15g" for a finite value while the rounding direction is to nearest.
+// to_chars ignores that direction. For other values some standard libraries print "nan(snan)",
+// which printf does not.
 std::string PrintDefault(double value) {
   char text[kDefaultBytes];
   const std::to_chars_result result =
@@ -85,13 +86,13 @@ std::string PrintDefault(double value) {
 
 double Days(double date) { return date / static_cast<double>(kSecondsPerDay); }
 
-// False for NaN too. Below the end every date-time fits a long, and its year an int, also where the
+// False for NaN, too. Below the end every date-time fits a long and its year an int, even when the
 // division is rounded up.
 bool IsDate(double value) { return value >= 0.0 && Days(value) < kEndOfDays; }
 
 long WholeDays(double date) { return static_cast<long>(Days(date)); }
 
-// fmod(value, divisor) of a date, many times faster than fmod: in integers and one exact sum.
+// The same as fmod(value, divisor) of a date, and many times faster: integers and one exact sum.
 double Remainder(double value, long divisor) {
   const long whole = static_cast<long>(value);
   return static_cast<double>(whole % divisor) + (value - static_cast<double>(whole));
@@ -140,7 +141,7 @@ std::string ReplaceSep(double value, const char* format) {
 }
 
 // R. G. Tantzen, Algorithm 199: Conversions between calendar date and Julian day number,
-// Communications of the ACM 6(8), 1963. Years start on 1 March, so that a leap day ends its year;
+// Communications of the ACM 6(8), 1963. Years start on 1 March, so that a leap day ends its year.
 // 2312163 quarter days lie between the algorithm's day 0 and 14 October 1582.
 bool vexaConvertVEXADate(int* day, int* month, int* year, double value) {
   if (!IsDate(value)) return false;
@@ -173,7 +174,7 @@ namespace qxg_800 {
 
 std::string GetDefaultNumericFormat() { return kDefaultFormat; }
 
-// The same text as localeconv()->decimal_point, but all threads share the struct of localeconv.
+// The same text as localeconv()->decimal_point. But all threads share the struct of localeconv.
 std::string GetDecimalCharacter() { return nl_langinfo(RADIXCHAR); }
 
 std::string GetListSeparator() { return ","; }

@@ -28,7 +28,7 @@ iconv_t iconvFromUTF8(const char* tocode) {
   return IsOpen(descriptor) ? descriptor : iconv_open(tocode, "utf8");
 }
 
-// Some systems name the code set "ISO8859-1" and let iconv know it as "8859-1" only.
+// On some systems the code set is named "ISO8859-1" and iconv knows it only as "8859-1".
 iconv_t OpenForLocale(OpenFunction open) {
   constexpr std::size_t kIsoBytes = 3;
   const char* code = nl_langinfo(CODESET);

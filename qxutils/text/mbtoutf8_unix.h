@@ -8,29 +8,43 @@
 // Text between the code set of the current locale and UTF-8.
 //
 // The current locale is that of the process, or the calling thread's own where it has set one
-// (uselocale). Only its code set counts (LC_CTYPE), asked for anew in every call: ASCII under "C".
-// Where the system can't convert the code set by its name, an "ISO" in front of the name is
-// dropped, then "8859-1" is tried in its place.
+// (uselocale). Only its code set (LC_CTYPE) counts, which is ASCII under "C". Every call reads it
+// again. When the system can't convert the code set by its name, an "ISO" in front of the name is
+// dropped. When that fails, too, "8859-1" is tried in place of the name.
 //
-// Any number of threads may convert at once, but not while one changes the process's locale.
+// Any number of threads may convert at once. No thread may change the process's locale meanwhile.
 //
-// Nothing is reported. The result is the text up to the first sequence that is invalid, cut short
-// by the end of the input, or not to be had in the target's code set. It is empty where no
-// conversion for the code set can be opened, be it for want of a descriptor. In the few code sets
-// with combining characters (TCVN, CP1258, BIG5-HKSCS, TSCII) the last character may be missing,
-// since it might have been combined with a next one, and a text that grows more than fourfold is
-// cut. To notice any of this, convert the result back and compare. The system's converter is the
-// judge, under a UTF-8 locale too: that of the GNU C library refuses surrogates, and passes what
-// lies beyond U+10FFFF. A zero byte is a character like others. No shift sequence is put at the
-// end. Memory of four times the input's length is taken for the time of the call; nothing is thrown
-// but std::bad_alloc.
+// No failure is reported. To notice one, convert the result back and compare.
+// - The result ends before the first sequence that is invalid or incomplete, or that the target
+//   code set can't represent.
+// - It is empty when no conversion for the code set can be opened.
+// - A few code sets have combining characters: TCVN, CP1258, BIG5-HKSCS, TSCII. There the last
+//   character may be missing, since a next one might have been combined with it. A text that grows
+//   more than fourfold there is cut.
+//
+// The system's converter decides what is valid, under a UTF-8 locale, too. That of the GNU C
+// library refuses surrogates and accepts values above U+10FFFF. A zero byte is an ordinary
+// character. No shift sequence is added at the end.
+//
+// Opening a conversion may need a free descriptor. Without one the result is empty then, and the C
+// library may remember the failure until the process ends. With glibc 2.36 this happened in two
+// cases:
+// - The first conversion of the process met the shortage. Later ones failed for every code set but
+//   ASCII and UTF-8.
+// - The system has no gconv-modules.cache, and the first conversion of a code set met the shortage.
+//   Later ones failed for this code set.
+//
+// A code set that was converted once before the shortage worked again after it. So convert a short
+// text at the start if descriptors may run out.
+//
+// A call takes memory of four times the input's length. Nothing is thrown but std::bad_alloc.
 namespace xmlu_800 {
 
-// `in`, in the locale's code set, as UTF-8.
+// Returns `in`, which is in the locale's code set, as UTF-8.
 QXUTILS_EXPORT std::string MbToUTF8(std::string in);
 
-// Puts `in`, in UTF-8, into `out` in the locale's code set, in place of what `out` held. Both may
-// be the same string. `out` is unchanged when std::bad_alloc is thrown.
+// Replaces `out` by `in`, which is in UTF-8, in the locale's code set. Both may be the same string.
+// When std::bad_alloc is thrown, `out` has not changed.
 QXUTILS_EXPORT void UTF8ToMb(const std::string& in, std::string& out);
 
 }  // namespace xmlu_800
