@@ -12,8 +12,8 @@ namespace tree_800 {
 QxConfigFile::QxConfigFile(const std::string& path) {
   Open(path);
   if (!fStream.is_open()) return;
-  // std::getline keeps every exception to itself, running out of memory too, unless the mask has
-  // the bad bit. A failed read then comes out as well, and only that one ends the reading in peace.
+  // std::getline catches every exception, even std::bad_alloc, unless the mask has badbit. With
+  // badbit a failed read throws, too. Only that one is caught here and ends the reading.
   fStream.exceptions(std::ios::badbit);
   try {
     ReadPairs();

@@ -11,23 +11,25 @@ namespace tree_800 {
 
 // The key/value pairs of a text file, read once when the object is made.
 //
-// A key is all the text up to the next '=', its value all that follows up to the end of the line:
+// A key is all the text up to the next '='. Its value is all that follows up to the end of the
+// line:
 //
 //   name=value
 //
-// Nothing is trimmed, skipped or interpreted. Blanks belong to keys and values, so does a carriage
-// return before the line's end, and further '=' belong to the value. There are no comments: a line
-// without '=', an empty one too, is the beginning of the next key, line break included. Of equal
-// keys the last one counts. A value needs no line break behind it at the end of the file, unless it
+// Nothing is trimmed, skipped or interpreted. Blanks belong to keys and values. A carriage return
+// before the end of the line belongs to the value, and so do further '='. There are no comments. A
+// line without '=', even an empty one, is the beginning of the next key, with its line break. Of
+// equal keys the last one counts. The last value of the file needs no line break after it unless it
 // is empty: a file that ends in '=' has no pair there.
 //
-// The file stays open (programs that the process starts inherit it) and the pairs are held as long
-// as the object lives. Not copyable. Made by one thread; any number of threads may then call Read.
+// The file stays open and the pairs stay in memory as long as the object lives. Programs that the
+// process starts inherit the open file. Not copyable. Made by one thread. Any number of threads may
+// then call Read.
 class QXUTILS_EXPORT QxConfigFile {
  public:
-  // Reads the file at `path`, which ends at its first zero byte. There are no pairs when it can't
-  // be opened or is a folder, and those before the failure when it can't be read to its end:
-  // neither is told. Throws std::bad_alloc when there is no memory for the file or for all pairs.
+  // Reads the file at `path`, a text that ends at its first zero byte. There are no pairs when the
+  // file can't be opened or is a folder. When it can't be read to its end, there are the pairs
+  // before the failure. Neither is reported. Throws std::bad_alloc when out of memory.
   explicit QxConfigFile(const std::string& path);
 
   ~QxConfigFile();
@@ -35,7 +37,8 @@ class QXUTILS_EXPORT QxConfigFile {
   QxConfigFile(const QxConfigFile&) = delete;
   QxConfigFile& operator=(const QxConfigFile&) = delete;
 
-  // A copy of the value of `key`, case-sensitive; an empty string when there is no such key.
+  // Returns a copy of the value of `key`, or an empty string when there is no such key. Keys are
+  // case-sensitive. Throws std::bad_alloc.
   std::string Read(const std::string& key);
 
  private:

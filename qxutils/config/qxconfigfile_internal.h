@@ -8,12 +8,12 @@
 
 namespace tree_800 {
 
-// Prints each pair as key, blank, value and std::endl, in ascending byte order of the keys, and
-// returns `os`. This is not the file's syntax: it can't be read back.
+// Prints each pair as key, blank, value and std::endl, in ascending byte order of the keys. Returns
+// `os`. This is not the file's syntax, so it can't be read back.
 std::ostream& operator<<(std::ostream& os, QxConfigFile& file);
 
-// Reaches the pairs. A friend operator in the public header would be found there by its users, and
-// would not link.
+// Has access to the pairs. With a friend operator in the public header, users of it could call that
+// operator, which would not link.
 class QxConfigFilePrinter {
  public:
   static void Print(std::ostream& os, const QxConfigFile& file);
