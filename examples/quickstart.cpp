@@ -1,4 +1,4 @@
-// The whole road of one view set: two views written in turns, one file each at the end.
+// A view set from start to end: two views written in turns, one file each at the end.
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -32,13 +32,13 @@ int main() {
   }
   for (auto& view : views) Require(view->Close(), "a view could not be closed");
   for (int view = 0; view < 2; ++view) {
-    const std::unique_ptr<TempFileStorage> file(manager.GetFile(view));  // ours from here on
+    const std::unique_ptr<TempFileStorage> file(manager.GetFile(view));  // owned by us now
     qxg_800::BinFileIterator records(file->GetFileName().c_str(), 1, settings, -1);
     int count = 0;
     double sum = 0;
     for (; records.HasMore() == 0; ++count) sum += records.Next()->data[0];
     std::remove(file->GetFileName().c_str());
-    Require(count == 1000, "records are missing");  // an iteration also ends where reading fails
+    Require(count == 1000, "records are missing");  // an iteration also ends when reading fails
     std::printf("view %d: %d records, sum %.0f\n", view, count, sum);
   }
 }
