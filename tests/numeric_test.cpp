@@ -9,7 +9,7 @@
 
 static long clockValue = 0;
 
-// In front of the C library's: the clock that seeds generators.
+// Replaces the C library's clock, which seeds generators.
 extern "C" std::time_t time(std::time_t*) noexcept { return clockValue; }
 
 // Against plain modular arithmetic in 64 bits, and against another implementation.

@@ -49,7 +49,7 @@ TEST(ViewSet, HoldsEveryViewLikeAStringOfItsOwn) {
       EXPECT_EQ(set->Take(view), model[view]);
       EXPECT_EQ(set->manager.GetFile(view), nullptr);
     }
-    set.reset();  // takes the other files away
+    set.reset();  // removes the other files
     EXPECT_TRUE(folder.Entries().empty());
   }
 }

@@ -29,7 +29,7 @@ namespace qxg_800 {
 // the number that was written.
 //
 // Throws nothing of its own but std::bad_alloc. Not copyable. An iterator and its storage are used
-// by one thread at a time.
+// by one thread at a time. A child made by fork must not end with exit: see IOBinFile.
 //
 // Field order is part of the binary interface.
 class QXUTILS_EXPORT BinFileIterator : public Arbex_800::ADoubleRecordIterator {
@@ -91,7 +91,7 @@ class QXUTILS_EXPORT BinFileIterator : public Arbex_800::ADoubleRecordIterator {
   bool fOwnsStorage = false;             // true: closed and deleted at the end
   std::unique_ptr<Arbex_800::TRecord<double>> fpRecord;
   mutable int fFailReason;  // the status
-  bool fReadable;           // false: the first HasMore gives 1 without reading
+  bool fReadable;           // false: the first HasMore returns 1 without reading
 };
 
 }  // namespace qxg_800

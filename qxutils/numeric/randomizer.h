@@ -63,10 +63,10 @@ class QXUTILS_EXPORT Randomizer {
   long fSeed1;                  // 1 to 2147483562
   long fSeed2;                  // 1 to 2147483398
   double fProbability;          // p
-  bool fReturnSelected;         // false: GetRandomFreq gives the number not selected
+  bool fReturnSelected;         // false: GetRandomFreq returns the number not selected
   double fTrialLimit;           // greatest frequency that is drawn case by case
   long fStartSeed2;             // second state word at the start
-  long fFirstNotSelected;       // of what Draw gives: a trial succeeds below it
+  long fFirstNotSelected;       // a trial succeeds when Draw returns less
 };
 
 }  // namespace qxg_800
