@@ -11,6 +11,9 @@ namespace qxg_800 {
 // A host may close its standard descriptors and print all the same. The text would land in a file
 // of ours that got such a number. So this object holds those that are free with descriptors that
 // can be neither read nor written. The destructor frees them and leaves errno alone.
+//
+// Only one such object at a time keeps its promise (not checked). A second thread may take what the
+// first one holds for the host's own, and get the number when the first one frees it.
 class StandardDescriptors {
  public:
   StandardDescriptors();
