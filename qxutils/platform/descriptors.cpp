@@ -5,8 +5,23 @@
 #include <cerrno>
 
 namespace qxg_800 {
+namespace {
+
+// Whether the host has all three. One that can be neither read nor written may be held by another
+// thread, which frees it soon.
+bool HostHasAll() {
+  for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
+    const int flags = fcntl(standard, F_GETFL);
+    if (flags == -1 || (flags & O_PATH) != 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
 
 StandardDescriptors::StandardDescriptors() {
+  if (HostHasAll()) return;
+  fLock.emplace();
   for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
     if (fcntl(standard, F_GETFD) != -1) continue;
     const int held = open("/", O_PATH | O_CLOEXEC);  // the lowest that is free

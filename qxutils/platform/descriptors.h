@@ -4,6 +4,10 @@
 
 #include <unistd.h>
 
+#include <optional>
+
+#include "qxutils/platform/platformspecs_internal.h"
+
 namespace qxg_800 {
 
 // Keeps descriptors 0 to 2 from being given out while it lives.
@@ -11,9 +15,7 @@ namespace qxg_800 {
 // A host may close its standard descriptors and print all the same. The text would land in a file
 // of ours that got such a number. So this object holds those that are free with descriptors that
 // can be neither read nor written. The destructor frees them and leaves errno alone.
-//
-// Only one such object at a time keeps its promise (not checked). A second thread may take what the
-// first one holds for the host's own, and get the number when the first one frees it.
+// While it holds any, other threads that make one wait, so don't make two in one thread.
 class StandardDescriptors {
  public:
   StandardDescriptors();
@@ -26,6 +28,7 @@ class StandardDescriptors {
   bool AreHeld() const { return fAreHeld; }
 
  private:
+  std::optional<GateLock> fLock;  // while there are any to hold
   bool fIsOurs[STDERR_FILENO + 1] = {};
   bool fAreHeld = true;
 };

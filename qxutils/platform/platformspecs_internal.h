@@ -1,4 +1,4 @@
-// Not installed: making something under a new temporary name.
+// Not installed: the library's lock, and making something under a new temporary name.
 #ifndef QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H
 #define QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H
 
@@ -6,6 +6,15 @@
 #include <string>
 
 namespace qxg_800 {
+
+// Holds the library's one lock while it lives. Not recursive.
+class GateLock {
+ public:
+  GateLock();
+  ~GateLock();
+  GateLock(const GateLock&) = delete;
+  GateLock& operator=(const GateLock&) = delete;
+};
 
 // Makes something under a name as GenerateTempName builds it, and returns the name.
 //

@@ -30,17 +30,6 @@ class CMutex {
   pthread_mutex_t fMutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-class Locked {
- public:
-  explicit Locked(CMutex& mutex) : fMutex(mutex) { fMutex.Lock(); }
-  ~Locked() { fMutex.Unlock(); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
-
- private:
-  CMutex& fMutex;
-};
-
 constexpr std::size_t kFolderBytes = 1024;
 constexpr mode_t kTempFolderMode = 0774;
 constexpr mode_t kPrivateFileMode = 0600;
@@ -86,9 +75,13 @@ std::string NameNow(const char* folder, const char* prefix, const char* extensio
 
 }  // namespace
 
+GateLock::GateLock() { gate.Lock(); }
+
+GateLock::~GateLock() { gate.Unlock(); }
+
 std::string GenerateTempName(const char* folder, const char* prefix, const char* extension) {
   constexpr int kMostUnknown = 1000;  // in a row: the system can't tell anything of this folder
-  const Locked lock(gate);
+  const GateLock lock;
   for (int unknown = 0;;) {
     std::string name = NameNow(folder, prefix, extension);
     const Probe probe = ProbeName(name);
@@ -106,7 +99,7 @@ std::string MakeUnderNewName(const char* folder, const char* prefix, const char*
     std::string name;
     int counter = 0;
     {
-      const Locked lock(gate);
+      const GateLock lock;
       counter = fnCounter;
       name = NameNow(folder, prefix, extension);
     }
@@ -114,7 +107,7 @@ std::string MakeUnderNewName(const char* folder, const char* prefix, const char*
       if (make(name.c_str())) return name;
       if (errno != EEXIST) return std::string();
     }
-    const Locked lock(gate);
+    const GateLock lock;
     if (fnCounter == counter) CountOn();  // else another thread has done so
   }
 }
@@ -127,7 +120,7 @@ std::string CreateTempSubDirectory(const std::string& parent) {
 
 // Looking up "." needs the right to enter the folder. The system checks it for the effective user.
 bool IsValidDirectory(const std::string& path) {
-  const Locked lock(gate);
+  const GateLock lock;
   const std::string self = std::string(path.c_str()) + "/.";
   struct stat status;
   return self.size() > 2 && stat(self.c_str(), &status) == 0;
