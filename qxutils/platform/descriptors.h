@@ -2,20 +2,17 @@
 #ifndef QXUTILS_PLATFORM_DESCRIPTORS_H
 #define QXUTILS_PLATFORM_DESCRIPTORS_H
 
-#include <unistd.h>
-
-#include <optional>
-
-#include "qxutils/platform/platformspecs_internal.h"
-
 namespace qxg_800 {
 
 // Keeps descriptors 0 to 2 from being given out while it lives.
 //
 // A host may close its standard descriptors and print all the same. The text would land in a file
-// of ours that got such a number. So this object holds those that are free with descriptors that
-// can be neither read nor written. The destructor frees them and leaves errno alone.
-// While it holds any, other threads that make one wait, so don't make two in one thread.
+// of ours that got such a number. So the free ones are held with descriptors that can be neither
+// read nor written. The destructor of the last such object frees them. It leaves errno alone.
+//
+// What it can't prevent: the host closes one at the very moment, so look at the result of an open.
+// A host that puts a file of its own on a held number while that is freed may lose it. A child
+// that is forked meanwhile keeps them until it starts another program.
 class StandardDescriptors {
  public:
   StandardDescriptors();
@@ -28,13 +25,14 @@ class StandardDescriptors {
   bool AreHeld() const { return fAreHeld; }
 
  private:
-  std::optional<GateLock> fLock;  // while there are any to hold
-  bool fIsOurs[STDERR_FILENO + 1] = {};
+  bool fIsNeeded;  // the host lacks one of them
   bool fAreHeld = true;
 };
 
-// Calls open() while descriptors 0 to 2 are held. Returns the descriptor, which the caller owns, or
-// -1 with errno set.
+// Whether `descriptor` is one of 0 to 2.
+bool IsStandard(int descriptor);
+
+// Calls open() and returns a descriptor above 2, which the caller owns, or -1 with errno set.
 int OpenAboveStandard(const char* path, int flags, unsigned mode);
 
 }  // namespace qxg_800

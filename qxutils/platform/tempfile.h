@@ -11,7 +11,7 @@ namespace qxg_800 {
 // Identifies a file. The same name may lead to another file later.
 struct FileId {
   dev_t device = 0;
-  ino_t inode = 0;  // 0: no file
+  ino_t inode = 0;
 };
 
 // Creates a new empty file under a name as GenerateTempName builds it. Returns the name and sets

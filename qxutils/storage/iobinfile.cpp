@@ -2,6 +2,7 @@
 
 #include <stdio_ext.h>
 
+#include <cerrno>
 #include <cstddef>
 
 #include "qxutils/platform/descriptors.h"
@@ -19,9 +20,17 @@ int ConvertToZlibLevel(EnvironmentSettings::CompressionLevel level) {
 
 // "e" is close-on-exec: a program that the host starts must not inherit its temporary files.
 std::FILE* OpenImp(const std::string& name, IOBinFile::IOModeFile mode, int /*level*/) {
-  const StandardDescriptors standard;
-  if (!standard.AreHeld()) return nullptr;
-  return std::fopen(name.c_str(), mode == IOBinFile::IOModeRead ? "rbe" : "wbe");
+  constexpr int kTries = 100;
+  for (int tries = 0; tries < kTries; ++tries) {
+    const StandardDescriptors standard;
+    if (!standard.AreHeld()) return nullptr;
+    std::FILE* const stream =
+        std::fopen(name.c_str(), mode == IOBinFile::IOModeRead ? "rbe" : "wbe");
+    if (!stream || !IsStandard(fileno(stream))) return stream;
+    std::fclose(stream);  // the host has closed one meanwhile, and may print to it
+  }
+  errno = EBADF;
+  return nullptr;
 }
 
 }  // namespace

@@ -34,10 +34,13 @@ StoredFile::StoredFile(const Settings& settings)
 StoredFile::~StoredFile() { Remove(); }
 
 StoredFile::StoredFile(StoredFile&& other) noexcept
-    : fpStorage(std::move(other.fpStorage)), fId(std::exchange(other.fId, {})) {}
+    : fpStorage(std::move(other.fpStorage)),
+      fExists(std::exchange(other.fExists, false)),
+      fId(other.fId) {}
 
 StoredFile& StoredFile::operator=(StoredFile&& other) noexcept {
   std::swap(fpStorage, other.fpStorage);
+  std::swap(fExists, other.fExists);
   std::swap(fId, other.fId);
   return *this;
 }
@@ -51,9 +54,10 @@ std::string StoredFile::Create(const Settings& settings, const std::string& fold
   }
   // The counter of names still stands at the last file. Trying its name again would make the last
   // close of many views a tenth slower.
-  const std::string taken = last.Exists() ? last->GetFileName() : std::string();
+  const std::string taken = last.fExists ? last->GetFileName() : std::string();
   std::string name = CreateTempFile(folder.c_str(), prefix, kExtension, taken, fId);
   Require(!name.empty(), QxUtils_800::FileOpenError);
+  fExists = true;
   try {
     Open(*fpStorage, name, IOBinFile::IOModeWrite, settings);
   } catch (...) {
@@ -66,21 +70,21 @@ std::string StoredFile::Create(const Settings& settings, const std::string& fold
 void StoredFile::Reopen(const Settings& settings, const std::string& name) {
   Require(fpStorage->Close(), QxUtils_800::FileWriteError);
   Open(*fpStorage, name, IOBinFile::IOModeRead, settings);
-  Require(!Exists() || IsFile(name, fId), QxUtils_800::FileOpenError);
+  Require(!fExists || IsFile(name, fId), QxUtils_800::FileOpenError);
 }
 
 void StoredFile::Remove() {
-  if (Exists()) RemoveAs(fpStorage->GetFileName());
+  if (fExists) RemoveAs(fpStorage->GetFileName());
 }
 
 std::unique_ptr<TempFileStorage> StoredFile::Release() {
-  fId = {};
+  fExists = false;
   return std::move(fpStorage);
 }
 
 void StoredFile::RemoveAs(const std::string& name) {
   if (IsFile(name, fId)) std::remove(name.c_str());
-  fId = {};
+  fExists = false;
 }
 
 }  // namespace qxg_800

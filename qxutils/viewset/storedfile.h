@@ -54,11 +54,11 @@ class QXUTILS_EXPORT StoredFile {
   QXUTILS_LOCAL std::unique_ptr<TempFileStorage> Release();
 
  private:
-  QXUTILS_LOCAL bool Exists() const { return fId.inode != 0; }
   QXUTILS_LOCAL void RemoveAs(const std::string& name);
 
   std::unique_ptr<TempFileStorage> fpStorage;
-  FileId fId;  // of the file to be removed
+  bool fExists = false;  // the file is here and is to be removed
+  FileId fId;            // of the file to be removed
 };
 
 }  // namespace qxg_800
