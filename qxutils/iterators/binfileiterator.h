@@ -25,8 +25,8 @@ namespace qxg_800 {
 // Each HasMore that returns 0 has read one record, so call it once per record. The iterator owns
 // the only record object, and each read overwrites its values. Copy what you keep.
 //
-// The end of the data and a failed read have the same status. Compare the number of records with
-// the number that was written.
+// The end of the data, a failed read and a failed open have the same status. Compare the number of
+// records with the number that was written.
 //
 // Throws nothing of its own but std::bad_alloc. Not copyable. An iterator and its storage are used
 // by one thread at a time. A child made by fork must not end with exit: see IOBinFile.

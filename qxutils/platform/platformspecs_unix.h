@@ -8,7 +8,8 @@
 // Temporary names and folders, and a few questions to the system.
 //
 // Any thread may call these functions at any time. The making of names and the test of a folder
-// take turns under one mutex of the process. No call returns while it holds the mutex.
+// take turns under one mutex of the process. So does OpenFile, for a moment before and after the
+// open, while the host lacks one of descriptors 0 to 2. No call returns while it holds the mutex.
 //
 // Failure is reported by the result alone. Nothing is thrown but std::bad_alloc. A path ends at its
 // first zero byte.

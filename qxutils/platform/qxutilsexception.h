@@ -21,8 +21,8 @@ namespace qxg_800 {
 // A temporary file of a view set failed. Thrown by value, with one of the four texts of
 // QxUtils_800, by QxViewSetManager and by what calls it: IOBinVirtualFile and NimbTempFileStorage.
 //
-// Running out of memory is not reported by this class but by std::bad_alloc. A copy has a text of
-// its own. An object is used by one thread at a time.
+// Running out of memory is std::bad_alloc instead, but FileOpenError within the C library's fopen.
+// A copy has a text of its own. An object is used by one thread at a time.
 class QXUTILS_EXPORT QxUtilsException : public std::exception {
  public:
   // Copies `message`. Null counts as an empty text. Throws std::bad_alloc.

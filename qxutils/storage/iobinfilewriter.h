@@ -5,7 +5,6 @@
 
 // A sink of bytes: something that can be written to and closed. Used by one thread at a time.
 //
-//
 // The order of the virtual operations is part of the binary interface.
 class QXUTILS_EXPORT IOBinFileWriter {
  public:

@@ -38,10 +38,12 @@ struct ViewInfo {
 // whatever the host does with its working folder later. There is one exception: a relative folder
 // is kept where its absolute path does not lead to it. An example is a working folder with a parent
 // that can't be searched. If the host then changes its working folder, the last Close throws
-// FileOpenError. Names of view files are relative there.
+// FileOpenError. Names of view files are relative there, so the destructor finds them only if the
+// host has not moved.
 //
 // With the library's own storage (no storagePrototype):
-// - Each file is created exclusively and close-on-exec, and never gets a descriptor from 0 to 2.
+// - Each file is created exclusively and close-on-exec, and is never written or read through a
+//   descriptor from 0 to 2. Free ones are held for a moment while a file is opened.
 //   Only its owner can read and write it, whatever the umask, where the file system has
 //   permissions.
 // - The last Close removes the shared file. The destructor removes the view files that GetFile did
@@ -49,6 +51,7 @@ struct ViewInfo {
 // - A set destroyed before its last Close succeeds, or without views, leaves its shared file. So
 //   work in a folder of your own (CreateTempSubDirectory) and remove it whole.
 // - A file that another one has replaced (another device or inode) is neither read nor removed.
+//   Where a file system changes the inodes of its files, view files may therefore stay.
 // - A child made by fork has copies of buffered bytes. Let it start another program or end with
 //   _exit. With exit it would write these copies into the shared file.
 // - REQUIRES: nobody else renames or removes files in the folder (not checked).
@@ -65,8 +68,9 @@ struct ViewInfo {
 // still accept items. After a failed last Close, writes through the storages and Close return -1.
 // In both cases GetFile returns null.
 //
-// Running out of memory is reported by std::bad_alloc. When Write throws it, nothing has changed,
-// and the call may be made again. The same holds for Close while CheckAllClosed returns false.
+// Running out of memory is std::bad_alloc, or FileOpenError within the C library's fopen. After a
+// bad_alloc of Write, or of Close while CheckAllClosed returns false, the call may be made again.
+// It then does what it was to do, or throws FileWriteError when a write had failed.
 //
 // A set, its buffers and its storages are used by one thread at a time. Sets are independent of
 // each other. `settings` must outlive the set. Not copyable.
@@ -137,8 +141,8 @@ class QXUTILS_EXPORT QxViewSetManager {
   //
   // Throws FileWriteError, with buffer and index unchanged, when not every byte could be written or
   // an earlier write of the set failed. Throws FileWriteError, too, when the buffer's item size is
-  // not the view's. That does not count as a failed write. Throws std::bad_alloc before anything is
-  // written.
+  // not the view's. That does not count as a failed write. Throws std::bad_alloc, before
+  // anything is written or in place of FileWriteError.
   // REQUIRES: the buffer holds no more items than the view's own can (not checked here; the last
   // Close then throws FileReadError).
   void WriteBufferToFile(QxViewBuffer* buffer, int view);
