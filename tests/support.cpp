@@ -15,10 +15,8 @@ const char* NameOf(long call) {
 #define CALL(name) \
   { SYS_##name, #name }
   static const std::map<long, const char*> names = {
-      CALL(access),     CALL(brk),     CALL(close),  CALL(faccessat2), CALL(fchmod), CALL(fcntl),
-      CALL(fstat),      CALL(getcwd),  CALL(lseek),  CALL(lstat),      CALL(mkdir),  CALL(mmap),
-      CALL(mprotect),   CALL(open),    CALL(read),   CALL(openat),     CALL(rmdir),  CALL(stat),
-      CALL(newfstatat), CALL(pread64), CALL(unlink), CALL(write),      CALL(writev)};
+      CALL(brk),  CALL(close),      CALL(fchmod), CALL(getcwd), CALL(lseek),  CALL(mkdir),
+      CALL(mmap), CALL(newfstatat), CALL(openat), CALL(read),   CALL(unlink), CALL(write)};
 #undef CALL
   const auto name = names.find(call);
   return name == names.end() ? "another call" : name->second;
@@ -27,11 +25,11 @@ const char* NameOf(long call) {
 // Not trapped: what threads do while they block all signals, what has to do with signals, what
 // cannot fail, and the pipes that sanitizers make.
 constexpr unsigned kUntrapped[] = {
-    SYS_clone,          SYS_clone3,       SYS_execve,       SYS_exit,           SYS_exit_group,
-    SYS_futex,          SYS_getpid,       SYS_gettid,       SYS_madvise,        SYS_pipe,
-    SYS_pipe2,          SYS_munmap,       SYS_prlimit64,    SYS_rseq,           SYS_tgkill,
-    SYS_wait4,          SYS_rt_sigaction, SYS_rt_sigreturn, SYS_rt_sigprocmask, SYS_sigaltstack,
-    SYS_set_robust_list};
+    SYS_chdir,          SYS_clone,       SYS_clone3,         SYS_execve,       SYS_fcntl,
+    SYS_exit,           SYS_exit_group,  SYS_futex,          SYS_getpid,       SYS_gettid,
+    SYS_madvise,        SYS_pipe,        SYS_pipe2,          SYS_munmap,       SYS_prlimit64,
+    SYS_rseq,           SYS_tgkill,      SYS_wait4,          SYS_rt_sigaction, SYS_rt_sigreturn,
+    SYS_rt_sigprocmask, SYS_sigaltstack, SYS_set_robust_list};
 
 // Not those of a sanitizer, which come from elsewhere.
 static bool IsOfTheCLibrary(const void* address) {
@@ -80,11 +78,8 @@ void TrapSystemCalls() {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
   for (const unsigned number : kUntrapped)
     filter.insert(filter.end(), {BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1), allow});
-  constexpr unsigned kAddress = offsetof(seccomp_data, instruction_pointer);
   filter.insert(filter.end(),
-                {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kAddress + 4),
-                 BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(start >> 32), 0, 3),
-                 BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kAddress),
+                {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, instruction_pointer)),
                  BPF_STMT(BPF_ALU | BPF_SUB | BPF_K, static_cast<unsigned>(start)),
                  BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, 64, 0, 1),  // longer than that function
                  BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP), allow});
