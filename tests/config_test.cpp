@@ -21,11 +21,10 @@ TEST(ConfigFile, WhatCannotBeReadGivesThePairsBeforeIt) {
   const std::pair<std::string, std::string> cases[] = {
       {"/no/such/file", ""}, {"/", ""}, {path, pairs + last}, {path, pairs}};
   for (const auto& [name, text] : cases) {
-    faults = {text == pairs ? 2 : 0};  // a disk that fails in the middle of the file
+    if (text == pairs) FailCall(SYS_read, 2);  // a disk that fails in the middle of the file
     tree_800::QxConfigFile file(name);
     std::ostringstream printed;
     printed << file;
     EXPECT_EQ(printed.str(), text);
   }
-  EXPECT_GT(FailEachAllocation([&] { tree_800::QxConfigFile file(path); }, [] {}), 5);
 }

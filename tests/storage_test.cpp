@@ -58,7 +58,7 @@ TEST(BinFile, BadInputAndReuse) {
   EXPECT_EQ(folder.Open(), 0) << "an Open that fails leaves it closed";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));
   EXPECT_EQ(fs::file_size(a), 0U);
-  faults = {1};
+  FailCall(SYS_close);
   EXPECT_FALSE(file.Open(b, IOBinFile::IOModeWrite, Level(0))) << "a close that fails";
   EXPECT_FALSE(fs::exists(b)) << "nothing is opened then";
 }
@@ -72,7 +72,7 @@ TEST(StorageManager, RegistersClonesOrGivesNull) {
     EXPECT_EQ(Storage(manager.getObject(engine.settings, id))->GetSeqId(), id);
   }
   for (const int failing : {1, 2}) {
-    faults = {failing};
+    faults = {Faults::kResults, failing};
     EXPECT_EQ(manager.getObject(engine.settings), nullptr);
   }
   EXPECT_TRUE(engine.registry.size() == 3 && EngineFile::Living() == 4) << "with the prototype";

@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <bitset>
 #include <climits>
 #include <cmath>
 #include <filesystem>
@@ -17,6 +19,7 @@
 
 #include "examples/viewset.h"
 #include "qxutils/platform/platformspecs_unix.h"
+#include "qxutils/platform/qxutilsexception.h"
 #include "qxutils/viewset/qxviewbuffer.h"
 
 namespace fs = std::filesystem;
@@ -24,45 +27,55 @@ using namespace qxg_800;
 using Arbex_800::EnvironmentSettings;
 using Level = EnvironmentSettings::CompressionLevel;
 
-// What fails: operation number `left` (0: none) of an engine's storages and of the C library.
-inline struct Faults {
-  bool Hit(const char* text) {
-    if (left == 0 || --left != 0) return false;
-    failed = throws ? "the engine's own" : "Error " + std::string(text);
-    errno = EIO;
-    if (throws) throw std::runtime_error(failed);
-    return true;
+// What is made to fail on a thread: event number `number` of one kind, and another one after it.
+struct Faults {
+  enum Kind { kNone, kCalls, kMemory, kResults, kExceptions };  // the last two: of an engine
+  // Counts one event of a kind; whether it fails.
+  static constexpr long kEver = 10000;  // an endless row of EINTR would never be over
+  bool Hit(Kind happens, long call = 0) {
+    if (happens != kind || (only >= 0 && call != only)) return false;
+    const long after = ++count - number;
+    const bool isLater = after == again || (again < 0 && after < kEver);
+    if (number == 0 || after < 0 || (after > 0 && !isLater)) return false;
+    if (after == 0 && firstCall) *firstCall = call;
+    return failed.set(static_cast<unsigned>(call)), true;
   }
-  long left = 0;
-  bool throws = false;                   // by an exception
-  bool blind = false;                    // lstat sees nothing
-  std::string failed = "";               // the text of an operation that has failed
-  std::function<void()> afterOpen = {};  // called behind every fopen
-} faults;
+  Kind kind = kNone;
+  long number = 0;                  // from 1; 0: events are only counted
+  int error = EIO;                  // of system calls; 0: they come up short
+  long again = 0;                   // so many events later one more fails; -1: all later ones fail
+  long only = -1;                   // this system call alone
+  long count = 0;                   // events so far
+  long* firstCall = nullptr;        // where the number of the first one is left
+  std::bitset<512> failed = {};     // all that failed
+  const char* text = "no failure";  // what an engine's operation that failed is known as
+};
+inline thread_local Faults faults;
+inline thread_local long blocks = 0;          // of memory, allocated and not yet freed
+inline std::function<void()> afterOpen = {};  // called behind every opening of a file
 
-inline thread_local long allocationsLeft = 0;  // up to the one that fails; 0: none will, or it has
+// From here on system calls of this thread can be made to fail, those within the C library too.
+void TrapSystemCalls();
+const char* NameOf(long call);
+
+// Makes call number `number` of those of one name fail, until faults = {}.
+inline void FailCall(long call, long number = 1) {
+  TrapSystemCalls();
+  faults = {Faults::kCalls, number, EIO, 0, call};
+}
 
 // The text of the exception that `action` throws; an empty one when it throws none.
 template <class Action>
 std::string TextOf(Action action) {
+  std::string text;
   try {
     action();
   } catch (const std::exception& failure) {
-    return failure.what();
+    const Faults::Kind kind = std::exchange(faults.kind, Faults::kNone);
+    text = failure.what();
+    faults.kind = kind;
   }
-  return "";
-}
-
-// Fails each allocation of `action` in turn, with `check` behind each. Gives how many there were.
-template <class Action, class Check>
-long FailEachAllocation(Action action, Check check) {
-  for (long k = 1;; ++k) {
-    allocationsLeft = k;
-    const std::string text = TextOf(action);
-    if (std::exchange(allocationsLeft, 0) > 0) return k - 1;
-    EXPECT_EQ(text, "std::bad_alloc") << "allocation " << k;
-    check();
-  }
+  return text;
 }
 
 struct TempFolder {
@@ -91,28 +104,34 @@ struct EngineFile : TempFileStorage {
     name = newName;
     position = 0;
     if (mode != 0) std::ofstream(name) << bytes->erase(0);
-    return !faults.Hit("opening file");
+    return !Fails(QxUtils_800::FileOpenError);
   }
   int Read(char* data, int length) override {
-    if (length > 0 && faults.Hit("reading from file")) return length - 1;
+    if (length > 0 && Fails(QxUtils_800::FileReadError)) return length - 1;
     const auto count = bytes->copy(data, static_cast<unsigned>(length), position);
     position += count;
     return static_cast<int>(count);
   }
   int Write(const char* data, int length) override {
-    if (length > 0 && faults.Hit("writing to file")) return length - 1;
+    if (length > 0 && Fails(QxUtils_800::FileWriteError)) return length - 1;
     bytes->append(data, static_cast<unsigned>(length));
     return length;
   }
-  bool Seek(long to) override { return (position = to, !faults.Hit("seeking in file")); }
-  bool Close() override { return !faults.Hit("writing to file"); }
+  bool Seek(long to) override { return (position = to, !Fails(QxUtils_800::FileSeekError)); }
+  bool Close() override { return !Fails(QxUtils_800::FileWriteError); }
   const std::string& GetFileName() const override { return name; }
   int GetSeqId() const override { return id; }
   void SetSeqId(const int& newId) override { id = newId; }
   TempFileStorage* Clone() override { return Made() ? new EngineFile(*this) : nullptr; }
   TempFileStorage* GetNewObj() override { return Made() ? new EngineFile : nullptr; }
 
-  static bool Made() { return !faults.Hit("opening file"); }
+  static bool Fails(const char* text) {
+    const bool byException = faults.Hit(Faults::kExceptions);
+    if (!byException && !faults.Hit(Faults::kResults)) return false;
+    if (faults.count == faults.number) faults.text = byException ? "the engine's own" : text;
+    return byException ? throw std::runtime_error(faults.text) : true;
+  }
+  static bool Made() { return !Fails(QxUtils_800::FileOpenError); }
   static long Living() { return all.use_count() - 1; }
   static inline const auto all = std::make_shared<int>();
   std::shared_ptr<int> one = all;

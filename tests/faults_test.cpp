@@ -1,0 +1,316 @@
+// Makes each system call and each allocation of an operation fail: alone, with all later ones, and
+// with each single later one.
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+#include <optional>
+
+#include "qxutils/config/qxconfigfile.h"
+#include "qxutils/iterators/binencodercache.h"
+#include "qxutils/iterators/binfileiterator.h"
+#include "qxutils/numeric/chararray.h"
+#include "qxutils/numeric/qxstatistics.h"
+#include "qxutils/storage/iobinfile.h"
+#include "qxutils/text/localeutil.h"
+#include "qxutils/text/mbtoutf8_unix.h"
+#include "support.h"
+
+// For what is no part of an operation.
+struct Pause {
+  ~Pause() { faults = kept; }
+  const Faults kept = std::exchange(faults, {});
+};
+
+// Where an operation takes place: a working folder with one file.
+struct Scene {
+  Scene() {
+    fs::current_path(path);
+    std::ofstream(file) << text;
+  }
+  ~Scene() { fs::current_path("/"); }
+  const TempFolder folder;
+  const std::string &path = folder.path, file = GenerateTempName(path.c_str(), "f", nullptr);
+  const std::string text = "a=1\nb=" + std::string(5000, 'x') + "\nc=3\n";
+  const EnvironmentSettings &own = folder.settings, relative = EnvironmentSettings("");
+  Engine engine;
+  std::optional<ViewSet> set;
+};
+
+enum Stage { kEvery, kConstruct, kWrite, kClose, kLastClose };
+
+// All stages, or one of them alone, are parts of the operation; the destructor is one always.
+static std::string MakeSet(Scene& scene, const EnvironmentSettings& settings, Stage only = kEvery,
+                           bool hostFlushes = false) {
+  std::optional<Pause> pause;
+  const auto enter = [&](Stage stage) {
+    pause.reset();
+    if (only != kEvery && only != stage) pause.emplace();
+  };
+  enter(kConstruct);
+  scene.set.emplace(0, std::vector<ViewInfo>{{8, 0}, {1, 0}, {3, 0}, {0, 0}}, settings);
+  if (faults.failed.none()) fs::current_path("/");  // else the folder may still be relative
+  int step = 0;
+  const auto write = [&] {
+    for (; step < 50; ++step) {
+      const int view = step % 2, size = view == 0 ? 8 : 1;
+      EXPECT_EQ(scene.set->Write(view, std::string(size, static_cast<char>('a' + step / 2))), size);
+      if (hostFlushes) std::fflush(nullptr);
+    }
+  };
+  enter(kWrite);
+  try {
+    write();
+  } catch (const std::bad_alloc&) {  // may be made again, but for an engine's own failure
+    if (settings.storagePrototype) throw;
+    const Pause again;
+    write();
+  }
+  for (const int view : {1, 3, 2, 0}) {
+    enter(view == 0 ? kLastClose : kClose);
+    EXPECT_TRUE(scene.set->Close(view));
+  }
+  const Pause taking;
+  return scene.set->Take(0) + scene.set->Take(1) + scene.set->Take(2);
+}
+
+// To a working folder whose path is longer than those that a call can be given.
+static void GoDown() {
+  const Pause pause;
+  const std::string name(250, 'd');
+  for (int depth = 0; depth < 5; ++depth) {
+    fs::create_directory(name);
+    fs::current_path(name);
+  }
+}
+
+static std::string WriteFile(Scene& scene, bool hostFlushes) {
+  IOBinFile file(scene.own);
+  if (!file.Open(scene.file, IOBinFile::IOModeWrite, Level(0))) return "";
+  for (const int count : {5, 4096, 3}) {
+    file.Write(scene.text.data(), count);
+    if (hostFlushes) std::fflush(nullptr);
+  }
+  const bool isSought = file.Seek(4) && file.Write("?", 1) == 1;
+  if (!file.Close() || !isSought) return "";
+  const Pause pause;
+  std::ifstream stream(scene.file);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+static std::string ReadFile(Scene& scene) {
+  IOBinFile file(scene.own);
+  std::string bytes = scene.text;
+  const bool isOpen = file.Open(scene.file, IOBinFile::IOModeRead, Level(0));
+  int count = isOpen ? file.Read(bytes.data(), 10) : 0;
+  if (count == 10 && file.Seek(4000)) count += file.Read(&bytes[10], 2000);
+  return bytes.substr(0, count);
+}
+
+static std::string ReadRecords(Scene& scene) {
+  BinFileIterator iterator(scene.file.c_str(), 100, scene.own, -1);
+  std::string bytes;
+  while (iterator.HasMore() == 0) bytes.append(reinterpret_cast<char*>(iterator.Next()->data), 800);
+  return bytes;
+}
+
+static std::string ReadPairs(Scene& scene) {
+  tree_800::QxConfigFile file(scene.file);
+  return file.Read("a") + file.Read("b") + file.Read("c");
+}
+
+static std::string OpenWithoutOutput(Scene& scene) {
+  const int output = dup(STDOUT_FILENO);
+  close(STDOUT_FILENO);
+  const int file = OpenFile(scene.file, "rb");
+  const bool isFree = fcntl(STDOUT_FILENO, F_GETFD) == -1;
+  dup2(output, STDOUT_FILENO);
+  close(output);
+  if (file > STDERR_FILENO) close(file);
+  return file == -1 ? "" : isFree && file > STDERR_FILENO ? "right" : "wrong";
+}
+
+static std::string Convert(Scene&) {
+  std::string text;
+  xmlu_800::UTF8ToMb("\u00e9", text);
+  return text == "\xe9" ? "right " + xmlu_800::MbToUTF8(text) : text.empty() ? "" : "wrong";
+}
+
+// Each object stays as it was where it can't be changed.
+static std::string ChangeObjects(Scene&) {
+  double rec[] = {1, 2};
+  BinEncoderCache cache, other;
+  QxStatistics statistics(2);
+  CharArray array(3);
+  try {
+    other.update(rec);
+    cache = other;
+    statistics = QxStatistics(15);
+    array = CharArray(4);
+  } catch (const std::bad_alloc&) {
+  }
+  const Pause pause;
+  std::string changes;
+  for (BinEncoderCache* const each : {&other, &cache})
+    if (std::unique_ptr<Arbex_800::ADoubleRecordIterator>(each->createIterator())->HasMore() == 0)
+      changes += 'c';
+  if (statistics.HasMean()) changes += 's';
+  if (array.GetNumElements() == 4) changes += 'a';
+  return changes + (array.AsPChar() ? "" : "spoilt");
+}
+
+struct Operation {
+  const char* name;
+  std::function<std::string(Scene&)> run;  // gives what is right, or its beginning where it fails
+  bool isFresh = false;                    // the C library keeps what the first time loads
+};
+
+static const Operation kOperations[] = {
+    {"view set", [](Scene& s) { return MakeSet(s, s.own); }},
+    {"view set, constructing", [](Scene& s) { return MakeSet(s, s.own, kConstruct); }},
+    {"view set, 50 writes", [](Scene& s) { return MakeSet(s, s.own, kWrite); }},
+    {"view set, last close", [](Scene& s) { return MakeSet(s, s.own, kLastClose); }},
+    {"view set, host flushing", [](Scene& s) { return MakeSet(s, s.own, kEvery, true); }},
+    {"view set, deep folder", [](Scene& s) { return GoDown(), MakeSet(s, s.relative); }},
+    {"view set, engine's", [](Scene& s) { return MakeSet(s, s.engine.settings); }},
+    {"IOBinFile, writing", [](Scene& s) { return WriteFile(s, false); }},
+    {"IOBinFile, host flushing", [](Scene& s) { return WriteFile(s, true); }},
+    {"IOBinFile, reading", ReadFile},
+    {"BinFileIterator", ReadRecords},
+    {"QxConfigFile", ReadPairs},
+    {"GenerateTempName",
+     [](Scene& s) {
+       return GenerateTempName(s.path.c_str(), "f", nullptr) == s.file ? "wrong" : "right";
+     }},
+    {"CreateTempSubDirectory",
+     [](Scene& s) { return CreateTempSubDirectory(s.path).empty() ? "" : "folder"; }},
+    {"IsValidDirectory", [](Scene& s) { return IsValidDirectory(s.path) ? "valid" : ""; }},
+    {"GetCurrentFolder", [](Scene& s) { return GetCurrentFolder().substr(0, s.path.size() - 6); }},
+    {"OpenFile", OpenWithoutOutput},
+    {"Format", [](Scene&) { return Format(0.5, false, "%.200f") + FormatRulesDate(0, true); },
+     true},
+    {"MbToUTF8, UTF8ToMb", Convert, true},
+    {"copies", ChangeObjects}};
+
+// What the process of an operation leaves behind.
+struct Outcome {
+  Faults faults;
+  long call;      // that failed first
+  char text[64];  // of the exception
+  char result[8192];
+};
+static Outcome& outcome = *static_cast<Outcome*>(
+    mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+static std::string right;  // what an operation gives without failures
+static std::string alone;  // what it throws where only the first one fails
+static long runs = 0;
+
+static bool HasFailed(const std::vector<int>& calls) {
+  return std::any_of(calls.begin(), calls.end(),
+                     [](int call) { return outcome.faults.failed[call]; });
+}
+
+// Whether what failed may have this text.
+static bool Explains(const std::string& text) {
+  if (outcome.faults.kind >= Faults::kResults) return text == outcome.faults.text;
+  const bool isMemory = outcome.faults.kind == Faults::kMemory;
+  if (text == QxUtils_800::FileOpenError)
+    return isMemory || HasFailed({SYS_openat, SYS_newfstatat, SYS_fchmod, SYS_getcwd});
+  if (text == QxUtils_800::FileWriteError) return HasFailed({SYS_write, SYS_close});
+  return isMemory ? text == "std::bad_alloc" : HasFailed({SYS_lseek, SYS_read});
+}
+
+// Nothing can be written or taken after a failure.
+static void CheckFailed(ViewSet& set) {
+  const Pause pause;
+  for (const int view : {0, 1, 2, 3}) {
+    const bool isClosed = set.manager.CheckAllClosed();
+    const auto write = TextOf([&] { set.manager.Write(view); });
+    const auto close = TextOf([&] { EXPECT_FALSE(set.Close(view) || set.TakeFile(view)); });
+    EXPECT_EQ(close, isClosed || close.empty() ? "" : QxUtils_800::FileWriteError);
+    EXPECT_TRUE(write.empty() || write == close) << write;
+  }
+}
+
+static void Perform(const Operation& operation) {
+  Scene scene;
+  std::string result;
+  faults = outcome.faults;
+  const std::string text = TextOf([&] { result = operation.run(scene); });
+  const bool isMade = scene.set.has_value(), outOfMemory = text == "std::bad_alloc";
+  if (isMade && !text.empty() && !outOfMemory) CheckFailed(*scene.set);
+  scene.set.reset();
+  outcome.faults = std::exchange(faults, {});
+  text.copy(outcome.text, sizeof outcome.text - 1);
+  result.copy(outcome.result, sizeof outcome.result - 1);
+  EXPECT_TRUE(text.empty() || Explains(text)) << text;
+  EXPECT_TRUE(alone.empty() || text == alone || outOfMemory) << text;  // none for the text either
+  const bool isWhole = outcome.faults.failed.none() && !right.empty();
+  EXPECT_TRUE(isWhole ? result == right : right.empty() || right.rfind(result, 0) == 0)
+      << result.substr(0, 99);
+  for (const fs::path& name : scene.folder.Entries()) {
+    const std::string start = name.filename().string().substr(0, 6);
+    if (start.substr(0, 2) != "qx" || HasFailed({SYS_unlink, SYS_newfstatat})) continue;
+    EXPECT_TRUE(start == "qxfBIG" ? isMade || outOfMemory : result == "folder") << name << " stays";
+  }
+  EXPECT_EQ(scene.folder.Open(), 0);
+  EXPECT_EQ(EngineFile::Living(), 1 + static_cast<int>(scene.engine.registry.size()));
+}
+
+// Performs an operation in a process of its own. Whether all that was to fail did so.
+static bool Reaches(const Operation& operation, const Faults& fault) {
+  if (testing::Test::HasFailure()) return false;
+  ++runs;
+  outcome = {fault, 0, "", ""};
+  outcome.faults.firstCall = &outcome.call;
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    if (operation.isFresh) setlocale(LC_ALL, "de_DE.ISO-8859-1");
+    const long before = blocks;
+    Perform(operation);
+    EXPECT_TRUE(blocks == before || operation.isFresh || testing::Test::HasFailure()) << "a leak";
+    std::fflush(stdout);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << operation.name << ": number " << fault.number << " of kind " << fault.kind
+                       << " fails (" << NameOf(outcome.call) << ", " << strerror(fault.error)
+                       << "), then number " << fault.again << " after it: \"" << alone << '"';
+  return outcome.faults.count >= fault.number + std::max(fault.again, 0L);
+}
+
+// Makes each event of a kind fail in turn, in all ways. Gives how many there were.
+static long Sweep(const Operation& operation, Faults::Kind kind, int error) {
+  Faults fault = {kind, 1, error};
+  for (; Reaches(operation, fault); ++fault.number) {
+    alone = outcome.text;
+    fault.again = -1;
+    Reaches(operation, fault);
+    const bool inPairs = !alone.empty() && (error == EIO || error == 0);
+    for (fault.again = 1; inPairs && Reaches(operation, fault);) ++fault.again;
+    fault.again = 0;
+    alone.clear();
+  }
+  return fault.number - 1;
+}
+
+TEST(Faults, EachCallAndAllocationInTurn) {
+  TrapSystemCalls();
+  if (access("/dev/shm", W_OK) == 0)
+    setenv("TMPDIR", "/dev/shm", 1);  // ten times faster than a disk
+  for (const Operation& operation : kOperations) {
+    if (!operation.isFresh) operation.run(*std::make_unique<Scene>());
+    right.clear();
+    Reaches(operation, {});
+    right = outcome.result;
+    ASSERT_TRUE(right != "" && right != "wrong") << operation.name;
+    long calls = 0;
+    for (const int error : {EIO, ENOSPC, EMFILE, EINTR, 0})
+      calls = std::max(calls, Sweep(operation, Faults::kCalls, error));
+    const long allocations = Sweep(operation, Faults::kMemory, 0);
+    for (const auto kind : {Faults::kResults, Faults::kExceptions}) Sweep(operation, kind, 0);
+    std::cout << operation.name << ": " << calls << " system calls, " << allocations
+              << " allocations, " << std::exchange(runs, 0) << " runs" << std::endl;
+  }
+}
