@@ -1,5 +1,13 @@
-#include <atomic>
+#include <locale.h>
+#include <sys/time.h>
 
+#include <atomic>
+#include <csignal>
+#include <regex>
+
+#include "qxutils/storage/iobinfile.h"
+#include "qxutils/text/localeutil.h"
+#include "qxutils/text/mbtoutf8_unix.h"
 #include "support.h"
 
 // The numbers that names are made with at present: process id and counter.
@@ -55,24 +63,71 @@ TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   EXPECT_TRUE(CreateTempSubDirectory("/proc").empty() && errno != ENOTEMPTY);
 }
 
-TEST(PlatformThreads, ShareAFolderWhileTheHostFlushesAllStreams) {
-  const TempFolder folder;
+// What no call may change.
+static std::string State() {
+  static const std::regex kept("^(Umask|Sig[BIC])");
+  std::ifstream status("/proc/thread-self/status");
+  std::string state = setlocale(LC_ALL, nullptr) + fs::current_path().string();
+  state += testing::PrintToString(uselocale(nullptr));
+  for (std::string line; std::getline(status, line);)
+    if (std::regex_search(line, kept)) state += '\n' + line;
+  return state;
+}
+
+TEST(ProcessThreads, EveryCallLeavesTheProcessAlone) {
+  ASSERT_STREQ(setlocale(LC_ALL, "de_DE.ISO-8859-1"), "de_DE.ISO-8859-1");
+  const locale_t own = duplocale(LC_GLOBAL_LOCALE);  // of every other thread
+  ASSERT_STREQ(setlocale(LC_ALL, "de_DE.UTF-8"), "de_DE.UTF-8");
   std::atomic<bool> isOver{false};
-  std::thread host([&] {
-    while (!isOver) std::fflush(nullptr);
-  });
+  std::atomic<int> wrong{0};
+  const auto format = [&](int thread) {
+    const locale_t mine = thread % 2 == 0 ? own : LC_GLOBAL_LOCALE;
+    uselocale(mine);
+    for (int whole = thread; whole < 8000 || !isOver; whole += 8) {
+      const std::string text = std::to_string(whole);
+      wrong += Format(whole + 0.5, false, nullptr) != text + ".5";
+      wrong += Format(whole + 0.5, false, "%.2f") != text + ".50";
+      wrong += Format(whole + 0.5, true, "%.15g") != text + ",5";
+    }
+    wrong += xmlu_800::MbToUTF8("\xe9") != (mine == own ? "\u00e9" : "");
+    wrong += uselocale(LC_GLOBAL_LOCALE) != mine;
+  };
   std::vector<std::thread> threads;
-  for (char mark = 'a'; mark < 'i'; ++mark) {
-    threads.emplace_back([&, mark] {
-      ViewSet set(0, {{1, 0}, {2, 0}}, folder.settings);
-      for (int item = 0; item < 20000; ++item) set.Write(0, {mark});
-      EXPECT_TRUE(set.Close(0) && set.Close(1));
-      EXPECT_EQ(set.Take(0), std::string(20000, mark));
-      for (int i = 0; i < 20; ++i) CreateTempSubDirectory(folder.path);
-    });
+  for (int thread = 0; thread < 8; ++thread) threads.emplace_back(format, thread);
+  struct sigaction action {};  // without SA_RESTART
+  action.sa_handler = [](int) {};
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval often{{0, 250}, {0, 250}}, never{};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const TempFolder folder;
+  const std::string path = folder / "file", before = State();
+  char bytes[8] = "1234567";
+  const auto same = [&](const char* call, auto result) {
+    EXPECT_EQ(State(), before) << call;
+    return result;
+  };
+#define CALL(...) same(#__VA_ARGS__, __VA_ARGS__)
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_EQ(CALL(GenerateTempName("x", "y", "z")).rfind("x/y", 0), 0U);
+    EXPECT_EQ(CALL(RemoveFolder(CALL(CreateTempSubDirectory(folder.path)))), 0);
+    EXPECT_TRUE(CALL(IsValidDirectory(folder.path)) && CALL(GetMaxOpenFiles()) != 0);
+    EXPECT_TRUE(CALL(GetCurrentFolder()) != "" && close(CALL(OpenFile(path, "wb"))) == 0);
+    IOBinFile file(folder.settings);
+    EXPECT_TRUE(CALL(file.Open(path, IOBinFile::IOModeWrite, Level(0))));
+    EXPECT_TRUE(CALL(file.Write(bytes, 8)) == 8 && CALL(file.Close()));
+    EXPECT_TRUE(CALL(file.Open(path, IOBinFile::IOModeRead, Level(0))) && CALL(file.Seek(0)));
+    EXPECT_TRUE(CALL(file.Read(bytes, 8)) == 8 && CALL(file.Close()));
+    const auto set =
+        CALL(std::make_unique<ViewSet>(0, std::vector<ViewInfo>{{8, 0}}, folder.settings));
+    for (int item = 0; item < 11; ++item) EXPECT_EQ(CALL(set->Write(0, "12345678")), 8);
+    EXPECT_TRUE(CALL(set->Close(0)) && CALL(set->Take(0)).size() == 88);
+    EXPECT_EQ(CALL(FormatRulesDate(0.5, false)) + CALL(GetDecimalCharacter()), "0.5,");
+    EXPECT_EQ(CALL(xmlu_800::MbToUTF8("\u00e9")), "\u00e9");
+    EXPECT_EQ(folder.Open(), 0);
   }
-  for (std::thread& thread : threads) thread.join();
+  setitimer(ITIMER_REAL, &never, nullptr);
   isOver = true;
-  host.join();
-  EXPECT_EQ(folder.Entries().size(), 160U) << "every thread its own folders, and no file is left";
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+  freelocale(own);
 }

@@ -1,6 +1,5 @@
 #include <locale.h>
 
-#include <atomic>
 #include <cfenv>
 #include <codecvt>
 #include <cstring>
@@ -47,31 +46,6 @@ TEST(NumberText, HasTheLocalesDecimalPointOnlyWhereAsked) {
       EXPECT_EQ(Format(0.7, false, format), text.replace(1, point.size(), "."));
     }
   }
-}
-
-TEST(TextThreads, FormatAtOnceUnderLocalesThatNeverMove) {
-  ASSERT_STREQ(setlocale(LC_ALL, "de_DE.ISO-8859-1"), "de_DE.ISO-8859-1");
-  const locale_t own = duplocale(LC_GLOBAL_LOCALE);  // of every other thread
-  ASSERT_STREQ(setlocale(LC_ALL, "de_DE.UTF-8"), "de_DE.UTF-8");
-  std::atomic<int> running{8}, wrong{0};
-  const auto format = [&](int thread) {
-    const locale_t mine = thread % 2 == 0 ? own : LC_GLOBAL_LOCALE;
-    uselocale(mine);
-    for (int whole = thread; whole < 8000; whole += 8) {
-      wrong += Format(whole + 0.5, false, nullptr) != std::to_string(whole) + ".5";
-      wrong += Format(whole + 0.5, false, "%.2f") != std::to_string(whole) + ".50";
-      wrong += Format(whole + 0.5, true, nullptr) != std::to_string(whole) + ",5";
-    }
-    wrong += xmlu_800::MbToUTF8("\xe9") != (mine == own ? "\u00e9" : "");
-    wrong += uselocale(LC_GLOBAL_LOCALE) != mine;
-    --running;
-  };
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 8; ++thread) threads.emplace_back(format, thread);
-  while (running > 0) wrong += std::strcmp(setlocale(LC_ALL, nullptr), "de_DE.UTF-8") != 0;
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(wrong, 0);
-  freelocale(own);
 }
 
 TEST(Dates, AgreeWithTheCLibrarysCalendarOnEveryDay) {

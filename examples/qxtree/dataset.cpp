@@ -30,7 +30,7 @@ std::size_t Find(const CsvRow& names, const std::string& name, const char* setti
 // Writes each record, as it comes, to the views of one view set.
 class Importer {
  public:
-  Importer(const Options& options, WorkFolder& folder)
+  Importer(const Options& options, TempFolder& folder)
       : fOptions(options), fData(folder), fRandomizer(options.seed, options.holdout, true) {}
 
   // The first one is the header.
@@ -109,7 +109,7 @@ class Importer {
 
 }  // namespace
 
-Dataset ReadDataset(const Options& options, WorkFolder& folder) try {
+Dataset ReadDataset(const Options& options, TempFolder& folder) try {
   Importer importer(options, folder);
   ReadCsv(options.input, [&](const CsvRow& row) { importer.Take(row); });
   return importer.Finish();

@@ -1,7 +1,6 @@
 // qxtree: grows a classification tree on a CSV file that may be larger than memory.
 #include <fmt/format.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +13,6 @@
 #include <new>
 
 #include "qxtree/qxtree.h"
-#include "qxutils/platform/platformspecs_unix.h"
 #include "qxutils/text/mbtoutf8_unix.h"
 
 namespace qxtree {
@@ -28,20 +26,6 @@ constexpr int kWrongUse = 2;
 volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
 
 extern "C" void Mark(int signal) { caught = signal; }
-
-std::string MakeFolder(const std::string& temp) {
-  // With a folder that is not valid CreateTempSubDirectory would take the working folder instead.
-  if (!qxg_800::IsValidDirectory(temp))
-    throw std::runtime_error(fmt::format("cannot use '{}' as the temporary folder (--temp)", temp));
-  const std::string parent = fs::canonical(temp).string();
-  // Who may write to the folder could put other files in the place of ours.
-  const mode_t mask = umask(S_IRWXG | S_IRWXO);
-  std::string path = qxg_800::CreateTempSubDirectory(parent);
-  const int error = errno;
-  umask(mask);
-  if (path.empty()) throw fmt::system_error(error, "cannot make a folder in '{}'", temp);
-  return path;
-}
 
 // From here on SIGINT, SIGTERM and SIGHUP only leave a mark, unless they are ignored, and SIGXFSZ
 // is.
@@ -92,7 +76,8 @@ void CheckDot(const Options& options) {
 // ends the program on the spot (SIGPIPE).
 void Run(const Options& options) {
   CheckDot(options);
-  WorkFolder folder(options.temp);
+  examples::SweepDeadFolders(options.temp);
+  TempFolder folder(options.temp);
   Dataset data = ReadDataset(options, folder);
   const Tree tree = GrowTree(data, options);
   const std::string effort = Effort(data);
@@ -147,20 +132,8 @@ void Show(const std::string& progress) {
   if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\033[K%s\r", OneLine(progress).c_str());
 }
 
-WorkFolder::WorkFolder(const std::string& temp) : fSettings(MakeFolder(temp)) {}
-
-WorkFolder::~WorkFolder() {
-  std::error_code ignored;
-  if (!fRemoved) fs::remove_all(fSettings.GetTempDirectory(), ignored);
-}
-
-void WorkFolder::Remove() {
-  fs::remove_all(fSettings.GetTempDirectory());
-  fRemoved = true;
-}
-
-void WorkFolder::CountOpenFiles() {
-  const std::string start = fSettings.GetTempDirectory() + '/';
+void TempFolder::CountOpenFiles() {
+  const std::string start = fSettings.GetTempDirectory() + "/qxf";
   long count = 0;
   std::error_code ignored;  // what can't be counted is no reason to end
   for (fs::directory_iterator at("/proc/self/fd", ignored), end; at != end; at.increment(ignored))

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "examples/viewset.h"
+#include "examples/workfolder.h"
 #include "qxutils/host/environmentsettings.h"
 #include "qxutils/iterators/binencodercache.h"
 #include "qxutils/numeric/qxstatistics.h"
@@ -49,30 +50,27 @@ void Poll();
 // Shows the progress in place of the last one on standard error, where that is a terminal.
 void Show(const std::string& progress);
 
-// A folder for all temporary files, which outlives their users and is removed whole with this
-// object: nothing stays behind whatever fails, not even the shared file of a set given up early.
-class WorkFolder {
+// The folder for all temporary files. It outlives their users, so nothing stays behind whatever
+// fails, not even the shared file of a set given up early.
+class TempFolder {
  public:
-  // Makes it under `temp`, for its owner alone. Throws std::runtime_error that names `temp`.
-  explicit WorkFolder(const std::string& temp);
-  ~WorkFolder();
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
+  // Makes it under `parent`. Throws std::system_error that names `parent`.
+  explicit TempFolder(const std::string& parent) : fFolder(parent) {}
 
-  // Removes it now. Throws std::filesystem::filesystem_error, where the destructor keeps quiet.
-  void Remove();
+  // Removes it now. Throws std::system_error, where the destructor reports nothing.
+  void Remove() { fFolder.Remove(); }
 
   // Settings with this folder, an absolute path without links, as the temporary one.
   const Arbex_800::EnvironmentSettings& Settings() const { return fSettings; }
 
-  // Counts the files in the folder that this process has open, as the kernel knows them.
+  // Counts the view sets' files in the folder that this process has open, as the kernel knows them.
   void CountOpenFiles();
   long MostOpenFiles() const { return fMostOpenFiles; }
 
  private:
-  const Arbex_800::EnvironmentSettings fSettings;
+  examples::WorkFolder fFolder;
+  const Arbex_800::EnvironmentSettings fSettings{fFolder.Path()};
   long fMostOpenFiles = 0;
-  bool fRemoved = false;  // its name is free for others then
 };
 
 // csvreader.cpp
@@ -156,9 +154,9 @@ class Column {
 // A table whose values lie on disk. A record stands for cases: some to grow the tree on (training),
 // the others held out to test it.
 struct Dataset {
-  explicit Dataset(WorkFolder& workFolder) : folder(workFolder) {}
+  explicit Dataset(TempFolder& tempFolder) : folder(tempFolder) {}
 
-  WorkFolder& folder;  // of the views
+  TempFolder& folder;  // of the views
   std::vector<Column> columns;
   std::vector<std::size_t> inputs;  // the columns that may explain the target
   std::size_t target = 0;           // the column of the classes
@@ -173,7 +171,7 @@ struct Dataset {
 
 // Streams the CSV file into views. Throws UsageError for a column that is not there, and what
 // ReadCsv, a Column and a view set throw.
-Dataset ReadDataset(const Options& options, WorkFolder& folder);
+Dataset ReadDataset(const Options& options, TempFolder& folder);
 
 // Reads views in step and hands `use` each record's number, from 0, and values, in the order of
 // `views`. Throws Interrupted, and std::runtime_error when records are missing.
