@@ -4,6 +4,7 @@
 declare -A PACKAGES=(
   [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
+  [coverage]="gcovr"
   [examples]="libcli11-dev libcsv-dev libfmt-dev"
   [plot]="gnuplot-nox"
   [tests]="binutils libboost-dev libgtest-dev locales"

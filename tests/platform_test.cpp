@@ -1,4 +1,5 @@
 #include <locale.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 
 #include <atomic>
@@ -59,8 +60,20 @@ TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   EXPECT_TRUE(RemoveFolder(folder.path) == -1 && errno == ENOTEMPTY);
   fs::current_path(made);
   EXPECT_EQ(CreateTempSubDirectory("missing"), "qxd" + Numbers()) << "in the working folder";
+  for (const int length : {1023, 1024}) {
+    std::string deep = folder / std::string(length - folder.path.size() - 1, 'd');
+    for (int i = length - 100; i > static_cast<int>(folder.path.size()) + 1; i -= 100)
+      deep[i] = '/';
+    fs::create_directories(deep);
+    fs::current_path(deep);
+    EXPECT_EQ(GetCurrentFolder(), length == 1023 ? deep : "");
+  }
   fs::current_path(before);
-  EXPECT_TRUE(CreateTempSubDirectory("/proc").empty() && errno != ENOTEMPTY);
+  EXPECT_EQ(CreateTempSubDirectory("/proc"), "");
+  EXPECT_NE(errno, ENOTEMPTY) << "from mkdir";
+  rlimit limit;
+  EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(GetMaxOpenFiles(), static_cast<long>(limit.rlim_cur));
 }
 
 // What no call may change.

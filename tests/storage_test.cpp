@@ -12,7 +12,8 @@ TEST(Storage, HoldsWhatWasWrittenWhoeverMadeIt) {
   for (const int level : {5, 0, 9, -1}) {
     TempFileStorage& storage = level == 5 ? static_cast<TempFileStorage&>(engines) : own;
     ASSERT_TRUE(storage.Open(name, 7, Level(level)));
-    EXPECT_EQ(storage.Write(bytes.data(), 10000) + storage.Write(bytes.data(), 0), 10000);
+    EXPECT_EQ(storage.Write(bytes.data(), 10000), 10000);
+    EXPECT_EQ(storage.Write(bytes.data(), 0), 0);
     EXPECT_TRUE(storage.Close());
     std::string back(10005, '?');
     ASSERT_TRUE(storage.Open(name, 0, Level(level)));
@@ -28,32 +29,53 @@ TEST(Storage, HoldsWhatWasWrittenWhoeverMadeIt) {
   EXPECT_EQ(fs::file_size(name), 10000U);
 }
 
-TEST(Storage, HoldingNothing) {
-  TempFileStorage plain;
-  EXPECT_TRUE(plain.Open("x", 1, Level(0)) && plain.Seek(0) && plain.Close() && plain.RestHandle());
-  EXPECT_TRUE(!plain.Read(nullptr, 1) && !plain.Write("x", 1) && plain.GetFileName() == "abc");
-  EXPECT_TRUE(plain.GetSeqId() == -1 && !plain.Clone() && !plain.GetNewObj());
-  NimbTempFileStorage empty;
-  EXPECT_FALSE(empty.Open("x", 1, Level(0)) || empty.Seek(0) || empty.Close());
-  EXPECT_TRUE(!empty.Read(nullptr, 1) && !empty.Write("x", 1) && empty.GetFileName() == "abc");
+// What each operation of a storage returns.
+static std::string Results(TempFileStorage& storage) {
+  storage.SetFileName("other");
+  storage.SetSeqId(7);
+  storage.Remove();
+  std::ostringstream text;
+  text << "Open " << storage.Open("x", 1, Level(0)) << ", Seek " << storage.Seek(0) << ", Read "
+       << storage.Read(nullptr, 1) << ", Write " << storage.Write("x", 1) << ", Close "
+       << storage.Close() << ", name " << storage.GetFileName() << ", id " << storage.GetSeqId()
+       << ", new " << storage.Clone() << storage.GetNewObj() << ", handles "
+       << storage.GetFileHandle() << storage.GetContextHand() << storage.RestHandle();
+  return text.str();
 }
 
-TEST(BinFile, BadInputAndReuse) {
+TEST(Storage, WithoutAFileHasNoName) {
+  TempFileStorage plain;
+  NimbTempFileStorage empty;
+  const std::string rest = "name abc, id -1, new 00, handles 001";
+  EXPECT_EQ(Results(plain), "Open 1, Seek 1, Read 0, Write 0, Close 1, " + rest);
+  EXPECT_EQ(Results(empty), "Open 0, Seek 0, Read 0, Write 0, Close 0, " + rest);
+  Engine engine;
+  const ViewSet set(0, {{1, 0}}, engine.settings);
+  EXPECT_EQ(Results(*set.writers[0]), "Open 0, Seek 0, Read 0, Write 1, Close 1, " + rest);
+}
+
+TEST(Storage, BadInputAndReuseOfAFile) {
+  using Ints = std::vector<int>;
   const TempFolder folder;
   const std::string a = folder / "a", b = folder / "b";
-  IOBinFile file(folder.settings);
-  EXPECT_TRUE(file.Close() && !file.Seek(0)) << "closed already";
+  NimbTempFileStorage file(folder.settings);
   char data[8] = "abcdefg";
-  EXPECT_TRUE(!file.Open(b, IOBinFile::IOModeRead, Level(0)) && file.GetFileName() == b);
+  EXPECT_EQ((Ints{file.Seek(0), file.Read(data, 4), file.Write(data, 4)}), Ints(3)) << "closed";
+  EXPECT_TRUE(file.Close()) << "closed already";
+  EXPECT_FALSE(file.Open(b, IOBinFile::IOModeRead, Level(0)));
+  EXPECT_EQ(file.GetFileName(), b);
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));
-  EXPECT_EQ(file.Write(data, -1) + file.Write(nullptr, 4) + file.Read(data, 4), 0);
+  EXPECT_EQ((Ints{file.Write(data, -1), file.Write(nullptr, 4), file.Read(data, 4)}), Ints(3));
   file.Remove();
   file.SetFileName("other");
+  EXPECT_EQ(file.GetFileName(), "other");
   EXPECT_EQ(file.Write(data, 8), 8) << "the open stream is another matter";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeRead, Level(0))) << "closes first";
   EXPECT_EQ(folder.Open(), 1);
-  EXPECT_EQ(file.Read(nullptr, 4) + file.Read(data, INT_MIN) + file.Seek(-1), 0);
+  EXPECT_EQ((Ints{file.Read(nullptr, 4), file.Read(data, INT_MIN), file.Seek(-1)}), Ints(3));
+  EXPECT_EQ(file.Write("x", 1), 0) << "opened to read";
   EXPECT_EQ(file.Read(data, 8), 8);
+  EXPECT_STREQ(data, "abcdefg");
   EXPECT_FALSE(file.Open("", IOBinFile::IOModeRead, Level(0)));
   EXPECT_EQ(folder.Open(), 0) << "an Open that fails leaves it closed";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));

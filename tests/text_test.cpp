@@ -3,6 +3,7 @@
 #include <cfenv>
 #include <codecvt>
 #include <cstring>
+#include <numeric>
 
 #include "qxutils/text/localeutil.h"
 #include "qxutils/text/localeutil_internal.h"
@@ -19,7 +20,7 @@ TEST(NumberText, EqualsPrintfInEveryRoundingDirection) {
   std::mt19937_64 random(seed);
   for (const int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
     std::fesetround(direction);
-    for (int i = 0; i < 1000000; ++i) {
+    for (int i = 0; i < 250000; ++i) {
       // Without its fraction one value in 2048 is zero, and one infinity.
       const unsigned long bits = random() & (i % 4 == 0 ? 0xFFF0000000000000 : ~0UL);
       double value;
@@ -48,9 +49,10 @@ TEST(NumberText, HasTheLocalesDecimalPointOnlyWhereAsked) {
   }
 }
 
-TEST(Dates, AgreeWithTheCLibrarysCalendarOnEveryDay) {
+TEST(Dates, AgreeWithTheCLibrarysCalendar) {
   setlocale(LC_ALL, "C");
-  for (int number = 0; number <= 3074324; ++number) {
+  // Every day of two of the calendar's periods of 400 years, then some until the year 10000.
+  for (int number = 0; number <= 3074324; number += number < 300000 ? 1 : 97) {
     const long second = number % 86400, since1970 = 86400L * (number - 141428) + second;
     std::tm t;
     gmtime_r(&since1970, &t);
@@ -79,18 +81,22 @@ TEST(Dates, AgreeWithTheCLibrarysCalendarOnEveryDay) {
 
 TEST(Conversions, KnowEveryCharacterAndEndAtTheFirstBadSequence) {
   std::wstring_convert<std::codecvt_utf8<wchar_t>> utf8;
-  const auto expectBoth = [&](const std::string& mb, wchar_t code) {
-    std::string text = "a" + utf8.to_bytes(code);
-    ASSERT_EQ(xmlu_800::MbToUTF8("a" + mb), text);
+  const auto expectBoth = [&](const std::string& mb, const std::wstring& codes) {
+    std::string text = utf8.to_bytes(codes);
+    ASSERT_EQ(xmlu_800::MbToUTF8(mb), text);
     xmlu_800::UTF8ToMb(text, text);
-    ASSERT_EQ(text, "a" + mb);
+    ASSERT_EQ(text, mb);
   };
   ASSERT_STREQ(setlocale(LC_ALL, "en_US.UTF-8"), "en_US.UTF-8");
-  for (wchar_t code = 0; code < 0x110000; code += code == 0xD7FF ? 0x801 : 1)
-    expectBoth(utf8.to_bytes(code), code);
+  std::wstring codes(256, L'\0');
+  for (wchar_t code = 0; code < 0x110000; code += code == 0xD700 ? 0x900 : 0x100) {
+    std::iota(codes.begin(), codes.end(), code);
+    expectBoth(utf8.to_bytes(codes), codes);
+  }
+  std::iota(codes.begin(), codes.end(), 0);
   for (const char* name : {"de_DE.ISO-8859-1", "de_DE.ISOLATIN1"}) {
     ASSERT_STREQ(setlocale(LC_ALL, name), name);
-    for (int code = 0; code < 0x100; ++code) expectBoth({static_cast<char>(code)}, code);
+    expectBoth({codes.begin(), codes.end()}, codes);
   }
   const char* const cases[][4] = {{"en_US.UTF-8", "ab\xe2\x82", "ab", "ab"},
                                   {"en_US.UTF-8", "ab\xed\xa0\x80 cd", "ab", "ab"},
