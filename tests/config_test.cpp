@@ -1,18 +1,6 @@
 #include "qxutils/config/qxconfigfile_internal.h"
 #include "support.h"
 
-// Aborts where the library and a plain model of the format differ.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
-TEST(ConfigFile, AgreesWithTheModelOnTheFuzzCorpus) {
-  EXPECT_FALSE(fs::is_empty(QXUTILS_FUZZ_CORPUS));
-  for (const auto& entry : fs::directory_iterator(QXUTILS_FUZZ_CORPUS)) {
-    std::ifstream file(entry.path());
-    const std::vector<std::uint8_t> bytes(std::istreambuf_iterator<char>(file), {});
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-  }
-}
-
 TEST(ConfigFile, WhatCannotBeReadGivesThePairsBeforeIt) {
   const TempFolder folder;
   const std::string path = folder / "file", longText(20000, 'x');

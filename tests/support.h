@@ -118,7 +118,7 @@ struct EngineFile : TempFileStorage {
     return length;
   }
   bool Seek(long to) override { return (position = to, !Fails(QxUtils_800::FileSeekError)); }
-  bool Close() override { return !Fails(QxUtils_800::FileWriteError); }
+  bool Close() override { return !Fails(QxUtils_800::FileWriteError) || (bytes->clear(), false); }
   const std::string& GetFileName() const override { return name; }
   int GetSeqId() const override { return id; }
   void SetSeqId(const int& newId) override { id = newId; }

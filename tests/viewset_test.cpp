@@ -1,56 +1,15 @@
 #include "qxutils/platform/qxutilsexception.h"
 #include "support.h"
 
-TEST(ViewSet, HoldsEveryViewLikeAStringOfItsOwn) {
-  for (int seed = 1; seed <= 600 && !HasFailure(); ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
-    const auto draw = [&](int below) { return static_cast<int>(random() % below); };
-    std::vector<ViewInfo> views(draw(12) + 1);
-    for (ViewInfo& view : views) view.itemSize = draw(40) + 1;
-    std::vector<std::string> model(views.size());
-    std::vector<long> buffered(views.size());
-    std::vector<char> closed(views.size());
-    const TempFolder folder;
-    auto set = std::make_unique<ViewSet>(draw(3000), views, folder.settings);
-    const long capacity = set->manager.GetViewBuffer(0, views[0].itemSize)->GetCapacity();
-    int peak = 0;
-    if (seed == 560) TrapSystemCalls();
-    afterOpen = [&] { peak = std::max(peak, folder.Open()); };
-    bool open = true;
-    for (int step = seed % 7 * 60; open; --step) {
-      const int view = draw(static_cast<int>(views.size())), size = views[view].itemSize;
-      const int kind = step > 0 ? draw(20) : 0;
-      if (kind == 0) {
-        EXPECT_NE(set->Close(view), std::exchange(closed[view], true));
-      } else if (kind == 1) {
-        set->manager.Write(view);
-        buffered[view] = 0;
-      } else {
-        const int bytes = kind == 2 ? draw(4 * size) - size : (draw(kind < 6 ? 14 : 1) + 1) * size;
-        std::string data(std::max(bytes, 1), '\0');
-        for (char& byte : data) byte = static_cast<char>(random());
-        if (buffered[view] == capacity) buffered[view] = 0;
-        const long items = bytes > 0 && bytes % size == 0 && !closed[view] ? bytes / size : 0;
-        const bool fits = items > 0 && buffered[view] + items <= capacity;
-        ASSERT_EQ(set->writers[view]->Write(data.data(), bytes), fits ? bytes : -1);
-        buffered[view] += fits ? items : 0;
-        model[view] += fits ? data : "";
-      }
-      open = !set->manager.CheckAllClosed();
-      if (open && step % 60 != 0) continue;
-      EXPECT_EQ(folder.Open(), open ? 1 : 0);
-      EXPECT_EQ(folder.Entries().size(), open ? 1 : views.size());
-    }
-    afterOpen = nullptr;
-    EXPECT_TRUE(peak == 2 || seed < 560) << peak << ", not the shared file and one view file";
-    for (int view = seed % 3; view < static_cast<int>(views.size()); ++view) {
-      EXPECT_EQ(set->Take(view), model[view]);
-      EXPECT_EQ(set->manager.GetFile(view), nullptr);
-    }
-    set.reset();  // removes the other files
-    EXPECT_TRUE(folder.Entries().empty());
-  }
+TEST(ViewSet, HasTwoFilesOpenAtMost) {
+  TrapSystemCalls();
+  const TempFolder folder;
+  ViewSet set(0, std::vector<ViewInfo>(20, {1, 0}), folder.settings);
+  int peak = 0;
+  afterOpen = [&] { peak = std::max(peak, folder.Open()); };
+  for (int view = 0; view < 20; ++view) EXPECT_TRUE(set.Write(view, "x") == 1 && set.Close(view));
+  afterOpen = nullptr;
+  EXPECT_EQ(peak, 2) << "the shared file and one view file";
 }
 
 TEST(ViewSet, BuffersShareTheBudget) {
