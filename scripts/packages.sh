@@ -8,8 +8,10 @@ declare -A PACKAGES=(
   [examples]="libcli11-dev libcsv-dev libfmt-dev"
   [plot]="gnuplot-nox"
   [tests]="binutils libboost-dev libgtest-dev locales"
-  [checks]="clang-format-14 clang-tidy-14 shellcheck"
+  [checks]="clang-format-14 clang-tidy-14 cppcheck shellcheck"
+  [clang]="clang-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev"
   [fuzz]="clang-14 libclang-rt-14-dev"
+  [memcheck]="valgrind"
 )
 
 need() {

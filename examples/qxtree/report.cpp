@@ -37,8 +37,8 @@ std::string Line(const Column& column) {
 // since all that remain go to the heavier one.
 std::string Condition(const Split& split, bool isLeft, const Column& column) {
   const bool isHeavier = split.isLeft.back() == isLeft;
-  std::string text;
   if (column.GetKind() == Kind::Text) {
+    std::string text;
     for (std::size_t bin = 0; bin < column.CountBins(); ++bin)
       if (split.isLeft[bin] != split.isLeft.back())
         text += fmt::format("{}\"{}\"", text.empty() ? "" : ", ", column.BinText(bin));
