@@ -33,7 +33,9 @@ TEST(BinFileIterator, OwnsOnlyTheStorageThatItMade) {
   Engine engine;
   EngineFile given;
   const double values[] = {1, 2, 3, 4};
-  given.bytes->assign(reinterpret_cast<const char*>(values), sizeof values);
+  given.Open("nowhere/x", 1, Level(5));
+  given.Write(reinterpret_cast<const char*>(values), sizeof values);
+  given.Open("nowhere/x", 0, Level(5));
   faults = {Faults::kResults};
   {
     BinFileIterator iterator(&given, 1);

@@ -17,6 +17,7 @@
 #include <random>
 #include <thread>
 
+#include "examples/memorystorage.h"
 #include "examples/viewset.h"
 #include "qxutils/platform/platformspecs_unix.h"
 #include "qxutils/platform/qxutilsexception.h"
@@ -97,31 +98,29 @@ struct TempFolder {
   EnvironmentSettings settings{mkdtemp(path.data()) ? path : "no folder"};
 };
 
-// A storage of an engine that keeps its files in memory; clones share one.
-struct EngineFile : TempFileStorage {
-  bool Open(const std::string& newName, int mode, Level level) override {
+// An engine's storage, of which operations can be made to fail. One that fails to close has lost
+// its data.
+struct EngineFile : examples::MemoryStorage {
+  bool Open(const std::string& name, int mode, Level level) override {
     EXPECT_EQ(level, Level(5)) << "that of the settings";
-    name = newName;
-    position = 0;
-    if (mode != 0) std::ofstream(name) << bytes->erase(0);
-    return !Fails(QxUtils_800::FileOpenError);
+    if (mode != 0) std::ofstream(name).flush();
+    return MemoryStorage::Open(name, mode, level) && !Fails(QxUtils_800::FileOpenError);
   }
   int Read(char* data, int length) override {
     if (length > 0 && Fails(QxUtils_800::FileReadError)) return length - 1;
-    const auto count = bytes->copy(data, static_cast<unsigned>(length), position);
-    position += count;
-    return static_cast<int>(count);
+    return MemoryStorage::Read(data, length);
   }
   int Write(const char* data, int length) override {
     if (length > 0 && Fails(QxUtils_800::FileWriteError)) return length - 1;
-    bytes->append(data, static_cast<unsigned>(length));
-    return length;
+    return MemoryStorage::Write(data, length);
   }
-  bool Seek(long to) override { return (position = to, !Fails(QxUtils_800::FileSeekError)); }
-  bool Close() override { return !Fails(QxUtils_800::FileWriteError) || (bytes->clear(), false); }
-  const std::string& GetFileName() const override { return name; }
-  int GetSeqId() const override { return id; }
-  void SetSeqId(const int& newId) override { id = newId; }
+  bool Seek(long to) override {
+    return MemoryStorage::Seek(to) && !Fails(QxUtils_800::FileSeekError);
+  }
+  bool Close() override {
+    if (!Fails(QxUtils_800::FileWriteError)) return MemoryStorage::Close();
+    return MemoryStorage::Open(GetFileName(), 1, Level(5)) && !MemoryStorage::Close();
+  }
   TempFileStorage* Clone() override { return Made() ? new EngineFile(*this) : nullptr; }
   TempFileStorage* GetNewObj() override { return Made() ? new EngineFile : nullptr; }
 
@@ -135,10 +134,6 @@ struct EngineFile : TempFileStorage {
   static long Living() { return all.use_count() - 1; }
   static inline const auto all = std::make_shared<int>();
   std::shared_ptr<int> one = all;
-  std::shared_ptr<std::string> bytes = std::make_shared<std::string>();
-  std::string name;
-  std::size_t position = 0;
-  int id = -1;
 };
 
 struct Engine {

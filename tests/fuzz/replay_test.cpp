@@ -14,7 +14,7 @@ TEST_P(FuzzCorpus, AgreesWithTheOracle) {
     ASSERT_FALSE(HasFailure());
   }
   std::mt19937 random(1);
-  for (int run = 0; run < 300; ++run) {
+  for (int run = 0; run < 500; ++run) {
     SCOPED_TRACE(testing::Message() << "random run " << run);
     std::string bytes(random() % 2000, '\0');
     std::generate(bytes.begin(), bytes.end(), std::ref(random));
