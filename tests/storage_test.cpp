@@ -80,7 +80,8 @@ TEST(Storage, BadInputAndReuseOfAFile) {
   EXPECT_EQ(folder.Open(), 0) << "an Open that fails leaves it closed";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));
   EXPECT_EQ(fs::file_size(a), 0U);
-  FailCall(SYS_close);
+  TrapSystemCalls();
+  faults = {Faults::kCalls, 1};
   EXPECT_FALSE(file.Open(b, IOBinFile::IOModeWrite, Level(0))) << "a close that fails";
   EXPECT_FALSE(fs::exists(b)) << "nothing is opened then";
 }

@@ -53,7 +53,6 @@ static long Result(const greg_t* args, const void* address) {
   long result =
       call(number, args[REG_RDI], args[REG_RSI], length, args[REG_R10], args[REG_R8], args[REG_R9]);
   if (result == -1) result = -errno;
-  if (number == SYS_openat && afterOpen) afterOpen();
   return fails && faults.error != 0 ? -faults.error : result;
 }
 

@@ -34,7 +34,7 @@ struct Faults {
   // Counts one event of a kind; whether it fails.
   static constexpr long kEver = 10000;  // an endless row of EINTR would never be over
   bool Hit(Kind happens, long call = 0) {
-    if (happens != kind || (only >= 0 && call != only)) return false;
+    if (happens != kind) return false;
     const long after = ++count - number;
     const bool isLater = after == again || (again < 0 && after < kEver);
     if (number == 0 || after < 0 || (after > 0 && !isLater)) return false;
@@ -45,25 +45,17 @@ struct Faults {
   long number = 0;                  // from 1; 0: events are only counted
   int error = EIO;                  // of system calls; 0: they come up short
   long again = 0;                   // so many events later one more fails; -1: all later ones fail
-  long only = -1;                   // this system call alone
   long count = 0;                   // events so far
   long* firstCall = nullptr;        // where the number of the first one is left
   std::bitset<512> failed = {};     // all that failed
   const char* text = "no failure";  // what an engine's operation that failed is known as
 };
 inline thread_local Faults faults;
-inline thread_local long blocks = 0;          // of memory, allocated and not yet freed
-inline std::function<void()> afterOpen = {};  // called behind every opening of a file
+inline thread_local long blocks = 0;  // of memory, allocated and not yet freed
 
 // From here on system calls of this thread can be made to fail, those within the C library too.
 void TrapSystemCalls();
 const char* NameOf(long call);
-
-// Makes call number `number` of those of one name fail, until faults = {}.
-inline void FailCall(long call, long number = 1) {
-  TrapSystemCalls();
-  faults = {Faults::kCalls, number, EIO, 0, call};
-}
 
 // The text of the exception that `action` throws; an empty one when it throws none.
 template <class Action>

@@ -1,17 +1,6 @@
 #include "qxutils/platform/qxutilsexception.h"
 #include "support.h"
 
-TEST(ViewSet, HasTwoFilesOpenAtMost) {
-  TrapSystemCalls();
-  const TempFolder folder;
-  ViewSet set(0, std::vector<ViewInfo>(20, {1, 0}), folder.settings);
-  int peak = 0;
-  afterOpen = [&] { peak = std::max(peak, folder.Open()); };
-  for (int view = 0; view < 20; ++view) EXPECT_TRUE(set.Write(view, "x") == 1 && set.Close(view));
-  afterOpen = nullptr;
-  EXPECT_EQ(peak, 2) << "the shared file and one view file";
-}
-
 TEST(ViewSet, BuffersShareTheBudget) {
   Engine engine;
   const auto itemsOf = [&](long memory, const std::vector<ViewInfo>& views) {
