@@ -15,6 +15,8 @@
 #include "qxutils/text/mbtoutf8_unix.h"
 #include "support.h"
 
+extern "C" void __gcov_dump() __attribute__((weak));  // only where coverage is measured
+
 // For what is no part of an operation.
 struct Pause {
   ~Pause() { faults = kept; }
@@ -241,6 +243,7 @@ static bool Reaches(const Operation& operation, const Faults& fault) {
     Perform(operation);
     EXPECT_TRUE(blocks == before || operation.isFresh || testing::Test::HasFailure()) << "a leak";
     std::fflush(stdout);
+    if (__gcov_dump) __gcov_dump();
     _exit(testing::Test::HasFailure() ? 1 : 0);
   }
   int status = 0;

@@ -21,6 +21,7 @@ TEST(BinFileIterator, DeliversWholeRecordsOnly) {
     EXPECT_TRUE(iterator.HasMore() == 1 && !iterator.Next()) << length;
     iterator.CancelIteration();
     EXPECT_EQ(iterator.HasMore(), 2);
+    EXPECT_EQ(iterator.GetFailReason(), 2);
   }
   EXPECT_EQ(folder.Open(), 0);
   EXPECT_EQ(BinFileIterator("missing", 1, folder.settings, -1).HasMore(), 1);

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <regex>
 
+#include "qxutils/platform/tempfile.h"
 #include "qxutils/storage/iobinfile.h"
 #include "qxutils/text/localeutil.h"
 #include "qxutils/text/mbtoutf8_unix.h"
@@ -74,6 +75,32 @@ TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   rlimit limit;
   EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   EXPECT_EQ(GetMaxOpenFiles(), static_cast<long>(limit.rlim_cur));
+}
+
+TEST(Platform, NewFilesArePrivateAndToldFromOthersInAFolderThatStaysTheSame) {
+  const TempFolder folder;
+  const char* const path = folder.path.c_str();
+  FileId id, otherId;
+  const mode_t mask = umask(0777);
+  const std::string name = CreateTempFile(path, "f", nullptr, "", id);
+  umask(mask);
+  EXPECT_EQ(fs::status(name).permissions(), fs::perms(0600)) << "whatever the umask";
+  const std::string other = CreateTempFile(path, "f", nullptr, name, otherId);
+  EXPECT_TRUE(IsFile(name, id));
+  EXPECT_FALSE(IsFile(name, {id.device + 1, id.inode}));
+  fs::rename(other, name);
+  EXPECT_TRUE(!IsFile(name, id) && IsFile(name, otherId));
+  fs::create_symlink(name, other);
+  EXPECT_FALSE(IsFile(other, otherId) || IsFile(folder / "missing", id));
+  const auto fixed = [](std::string given) { return FixFolder(given) ? given : "not fixed"; };
+  fs::current_path(path);
+  EXPECT_EQ(fixed("") + ' ' + fixed("x") + ' ' + fixed("/x"), folder / " " + folder / "x /x");
+  fs::create_directory("gone");
+  fs::current_path("gone");
+  EXPECT_EQ(RemoveFolder(folder / "gone"), 0);
+  EXPECT_EQ(fixed("x") + fixed(""), "x") << "nothing else leads there";
+  fs::current_path("/");
+  EXPECT_STREQ(QxUtilsException(nullptr).what(), "");
 }
 
 // What no call may change.

@@ -24,11 +24,12 @@ TEST(NumberText, HasTheLocalesDecimalPointOnlyWhereAsked) {
     EXPECT_EQ(Format(-1234567890123456L), "-1" + point + "23456789012346e+15");
     EXPECT_EQ(ReplaceSep(1234567.25, "%'.2f"), "1234567.25");
     EXPECT_EQ(FormatRulesDate(1234.5, false), "1234.5");
-    for (const char* format : {"%.1f", "%.125f", "%.126f", "%.5000f"}) {
+    for (const char* format : {"%.15g", "%.1f", "%.125f", "%.126f", "%.5000f"}) {
       std::string text = Printf(format, 0.7);
       EXPECT_EQ(Format(0.7, true, format), text);
       EXPECT_EQ(Format(0.7, false, format), text.replace(1, point.size(), "."));
     }
+    EXPECT_THROW(Format(0.7, true, "%.2147483648f"), std::bad_alloc) << "more than an int counts";
   }
 }
 
