@@ -66,10 +66,11 @@ int main(int, char** argv) {
           continue;
         }
         examples::SweepDeadFolders(folder);
-        const examples::WorkFolder own(folder);
+        examples::WorkFolder own(folder);
         fs::create_directory_symlink(folder + "/../outside", own.Path() + "/link");
         WriteAndRead(own.Path(), budget, items, views);
         Check(fs::exists(own.Path() + "/link/file"), "a live folder was harmed");
+        own.Remove();
       }
       --running;
     });
