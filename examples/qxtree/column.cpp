@@ -63,7 +63,7 @@ std::optional<double> ParseDate(const std::string& cell) {
   return std::nullopt;
 }
 
-// A conversion ends early without a word, and two texts would become one: the way back shows it.
+// A conversion may end early silently, and two texts would become one. The way back shows it.
 std::optional<std::string> ToUtf8(const std::string& text) {
   std::string utf8 = xmlu_800::MbToUTF8(text);
   std::string back;

@@ -80,9 +80,9 @@ using CsvRow = std::vector<std::string>;
 // Streams a CSV file in bounded memory: hands `use` the header's names, no two alike, then the
 // cells of each row, as many. A row ends at a line feed, a carriage return or both. Skips blanks
 // around cells without quotation marks, a UTF-8 byte order mark and lines with nothing in them.
-// Throws what `use` throws, Interrupted, and std::runtime_error that names the file, and the line
-// (by line feeds) when it is malformed: also with a cell of more than 1 MiB, or cells of one row of
-// more than 16 MiB.
+// Throws what `use` throws, and Interrupted. Throws std::runtime_error that names the file, and the
+// line (by line feeds) when it is malformed. A cell of more than 1 MiB is, and so are cells of one
+// row of more than 16 MiB.
 void ReadCsv(const std::string& path, const std::function<void(const CsvRow&)>& use);
 
 // column.cpp
@@ -110,8 +110,8 @@ class Column {
   // Adds cases, if any, to the statistics and the distinct values, unless of a text or infinity.
   void AddCases(double value, double cases);
 
-  // After the last cell: at most `count` bins of about equal weight for numbers and dates; for
-  // texts one a category, in the order of their bytes.
+  // To be called after the last cell. Makes at most `count` bins of about equal weight for numbers
+  // and dates. Texts get one a category, in the order of their bytes.
   void MakeBins(int count);
 
   // A number's bin is the first one whose greatest value is not below it, else the last one; that
@@ -205,18 +205,18 @@ struct Tree {
   double heldOut = 0, correct = 0, commonest = 0;
 };
 
-// Grows a tree level by level: one pass over each column adds up histograms for the level's open
-// nodes, one over each column that splits some of them moves their records on.
+// Grows a tree level by level. One pass over each column adds up histograms for the level's open
+// nodes. Another one over each column that splits some of them moves their records on.
 //
-// Numbers and dates are cut between bins. Categories are ordered by class share and cut when there
-// are two classes (Breiman, Friedman, Olshen, Stone, Classification and Regression Trees, 1984),
-// else one is held against the rest. What is missing, and categories of which a node has no
-// training cases, go to the side that is heavier by the others, the left one of equal ones. Of
-// splits of equal gain the first column's lowest cut is taken.
+// Numbers and dates are cut between bins. With two classes, categories are ordered by class share
+// and cut (Breiman, Friedman, Olshen, Stone, Classification and Regression Trees, 1984). With more
+// classes, one category is held against the rest. What is missing goes to the side that is heavier
+// by the others, the left one of equal ones. So do categories of which a node has no training
+// cases. Of splits of equal gain the first column's lowest cut is taken.
 //
-// Memory: an int a record, and open nodes of a level * bins (or categories) * classes * 8 bytes for
-// the histograms of one column at a time. Throws what Scan throws, and std::runtime_error when
-// there are no training cases.
+// Memory: an int a record, and the histograms of one column at a time. These take the open nodes of
+// a level * bins (or categories) * classes * 8 bytes. Throws what Scan throws, and
+// std::runtime_error when there are no training cases.
 Tree GrowTree(const Dataset& data, const Options& options);
 
 // report.cpp

@@ -12,8 +12,8 @@ namespace {
 
 constexpr double kLeastGain = 1e-12;  // per case; less is what rounding does
 
-// The training cases of one node by bin of one column, that of infinity last, and by class: plain
-// sums, to which those of other records may be added.
+// The training cases of one node by bin of one column, that of infinity last, and by class. They
+// are plain sums, to which those of other records may be added.
 struct Histogram {
   const double* cells;  // class by class within a bin
   std::size_t bins, classes;
