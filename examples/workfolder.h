@@ -19,9 +19,9 @@
 // with _exit, since exit may destroy its copy of the object and so remove the folder. A child that
 // starts another program has no part in the lock; that program must not outlive the owner here.
 //
-// NFS: flock there is a lock on the server. Mounted with `nolock` or `local_lock` it only holds on
-// the same machine, and a server that restarts may lose it: a sweep then removes live folders. Use
-// a local disk.
+// NFS: flock there is a lock on the server. A mount with `nolock` or `local_lock` keeps it on one
+// machine, and a server that restarts may lose it. A sweep then removes live folders. So use a
+// local disk.
 #ifndef QXUTILS_EXAMPLES_WORKFOLDER_H
 #define QXUTILS_EXAMPLES_WORKFOLDER_H
 
