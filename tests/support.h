@@ -52,6 +52,8 @@ struct Faults {
 };
 inline thread_local Faults faults;
 inline thread_local long blocks = 0;          // of memory, allocated and not yet freed
+inline thread_local long heapBytes = 0;       // that they take
+inline thread_local long mostHeapBytes = 0;   // that they have taken
 inline std::function<void()> afterOpen = {};  // called behind every opening of a file
 
 // From here on system calls of this thread can be made to fail, those within the C library too.
