@@ -102,7 +102,7 @@ static std::string Difference(const Pairs& pairs, const Pairs& right) {
   return text.str();
 }
 
-TEST(BinEncoder, AgreesWithAMapAlsoWhereMemoryRunsOut) {
+TEST(BinEncoder, AgreesWithAMapOnSortedRepeatedAndRandomValues) {
   for (unsigned seed = 1; seed <= 50; ++seed) {
     std::mt19937 random(seed);
     const bool isMany = seed == 50;
@@ -132,6 +132,7 @@ TEST(BinEncoder, AgreesWithAMapAlsoWhereMemoryRunsOut) {
   }
 }
 
+#ifndef _GLIBCXX_DEBUG  // whose vectors are larger
 TEST(BinEncoder, NeverTakesMoreMemoryThanAMap) {
   for (int order = 0; order < 3; ++order) {
     std::vector<double> values(1000000);
@@ -157,3 +158,4 @@ TEST(BinEncoder, NeverTakesMoreMemoryThanAMap) {
     }
   }
 }
+#endif

@@ -26,8 +26,8 @@ constexpr std::size_t kMapBytes = 64;
 // Multiplicative hashing by the golden ratio (D. E. Knuth, The Art of Computer Programming 3, 6.4).
 constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
 
-// How many of `count` things, the first ones, are before a place. There is no branch here that the
-// processor could predict wrongly.
+// How many of `count` things `isBefore` holds for; they are the first ones. There is no branch that
+// the processor could predict wrongly.
 template <class Predicate>
 std::size_t CountBefore(std::size_t count, Predicate isBefore) {
   std::size_t before = 0;
@@ -83,9 +83,9 @@ bool ValueWeights::IsFullAt(std::size_t place) const {
   return place >= End() || fLeaves[place / kStride].size() == fLeaves[place / kStride].capacity();
 }
 
-// The first leaf grows to 1, 3, 7, ... 255 records. The heap adds 16 bytes to a block, so that of
-// 2^k - 1 records takes 16 * 2^k bytes. With the list of leaves and all smaller blocks before it,
-// that makes 32 * 2^k bytes: what a map takes for the 2^(k-1) records that it gets it for.
+// The first leaf gets room for 1, 3, 7, ... 255 records. The heap adds 16 bytes to each block, so
+// the one for 2^k - 1 records takes 16 * 2^k. All blocks up to it and the list of leaves take 32 *
+// 2^k. It is needed for the 2^(k-1)th value, and a map of so many takes the same.
 record& ValueWeights::Insert(std::size_t place, double value) {
   std::size_t leaf = place / kStride;
   std::size_t number = place % kStride;
@@ -123,9 +123,9 @@ void ValueWeights::Split(std::size_t leaf, std::size_t kept) {
   fLeaves[leaf].erase(fLeaves[leaf].begin() + from, fLeaves[leaf].end());
 }
 
-// What makes updates fast: the last record, and an index. The index has the places of records, each
-// at a number made from the bits of its value. Where that leads to the value, no search is needed.
-// Of two values with one number the last one has it.
+// What makes updates fast: the last record, and an index of slots with the places of records. The
+// bits of a value choose its slot. A record there that has the value needs no search. Values that
+// share a slot take turns.
 struct BinEncoderCache::Shortcuts {
   explicit Shortcuts(record* pRecord) : pLast(pRecord) {}
 
@@ -148,23 +148,23 @@ struct BinEncoderCache::Shortcuts {
     isWaiting = false;
   }
 
-  std::size_t NumberOf(double value) const {
+  std::size_t SlotOf(double value) const {
     std::uint64_t bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
-    return (bits * factor >> 32) * length >> 32;
+    return (bits * factor >> 32) * slots >> 32;
   }
 
-  // The record that the index has at the number of the value, or the last one: maybe another value's.
+  // The record that the slot leads to; without an index the last one. It may be another value's.
   record* Guess(double value, ValueWeights& map) const {
-    if (pBytes) return &map.At(pBytes[NumberOf(value)]);
-    if (pWords) return &map.At(pWords[NumberOf(value)]);
+    if (pBytes) return &map.At(pBytes[SlotOf(value)]);
+    if (pWords) return &map.At(pWords[SlotOf(value)]);
     return pLast;
   }
 
   void Found(double value, std::size_t place, const ValueWeights& map);
   void DropIndex();
   void MakeIndex(const ValueWeights& map);
-  void ChooseFactor(const ValueWeights& map);
+  void ChooseSlots(const ValueWeights& map);
   template <class Place>
   std::size_t Fill(Place* pPlaces, const ValueWeights& map) const;
 
@@ -173,19 +173,19 @@ struct BinEncoderCache::Shortcuts {
   std::unique_ptr<std::uint8_t[]> pBytes;   // the index of a single leaf; null: there is none
   std::unique_ptr<std::uint16_t[]> pWords;  // that of several
   std::uint64_t factor = kGoldenRatio;
-  std::uint32_t length = 0;    // of the index
+  std::uint32_t slots = 0;
   std::uint32_t searches = 0;  // without an index
   bool isWaiting = false;
 };
 
-// What was searched for is in the index from here on. An index is made when searches have cost as
-// much as making it does.
+// Puts a record that was searched for into its slot. An index is made once searches have cost about
+// as much as making it does.
 void BinEncoderCache::Shortcuts::Found(double value, std::size_t place, const ValueWeights& map) {
   constexpr std::size_t kSearches = 4;  // for each value
   if (pBytes) {
-    pBytes[NumberOf(value)] = static_cast<std::uint8_t>(place);
+    pBytes[SlotOf(value)] = static_cast<std::uint8_t>(place);
   } else if (pWords) {
-    pWords[NumberOf(value)] = static_cast<std::uint16_t>(place);
+    pWords[SlotOf(value)] = static_cast<std::uint16_t>(place);
   } else if (++searches > kSearches * map.size()) {
     MakeIndex(map);
   }
@@ -197,35 +197,35 @@ void BinEncoderCache::Shortcuts::DropIndex() {
   searches = 0;
 }
 
-// The index takes what a map of the values would take more than all blocks up to now, those given
-// back included: glibc keeps such of up to 1040 bytes for the thread. An index as small takes the
-// place of the leaf's last one, of 8 bytes a record.
+// The index may take what a map would take beyond the blocks of these values. Blocks given back
+// count too, because glibc keeps those of up to 1040 bytes for the thread. A small index reuses one:
+// that of the leaf before it grew. It had 8 bytes for each record that the leaf has room for now.
 void BinEncoderCache::Shortcuts::MakeIndex(const ValueWeights& map) {
-  constexpr std::size_t kMostBytes = 120'000;  // fits the nearest caches
+  constexpr std::size_t kMostBytes = 120'000;  // the heap maps larger blocks anew each time
   constexpr std::size_t kKeptBytes = 1100;
   constexpr std::size_t kMostLeaves = 256;  // that places of 16 bits can tell apart
   const std::size_t leaves = map.fLeaves.size();
   const std::size_t capacity = map.fLeaves[0].capacity();
-  // See ValueWeights::Insert. In the list a leaf takes 100 bytes at most.
+  // See ValueWeights::Insert. A leaf takes 4096 bytes, and up to 100 in the list.
   const std::size_t taken = leaves == 1 ? 32 * (capacity + 1) : 2200 + 4200 * leaves;
   const std::size_t limit = kMapBytes * map.size();
   std::size_t bytes = limit < taken + kKeptBytes ? 0 : std::min(limit - taken - 24, kMostBytes);
   if (leaves == 1 && capacity > 7) bytes = std::max(bytes, 8 * capacity);
   searches = 0;
-  length = static_cast<std::uint32_t>(leaves == 1 ? bytes : bytes / sizeof pWords[0]);
-  if (length < map.size() || leaves > kMostLeaves) return;
+  slots = static_cast<std::uint32_t>(leaves == 1 ? bytes : bytes / sizeof pWords[0]);
+  if (slots < map.size() || leaves > kMostLeaves) return;
   if (leaves == 1) {
-    pBytes.reset(new (std::nothrow) std::uint8_t[length]);
-    if (pBytes) ChooseFactor(map);
+    pBytes.reset(new (std::nothrow) std::uint8_t[slots]);
+    if (pBytes) ChooseSlots(map);
   } else {
-    pWords.reset(new (std::nothrow) std::uint16_t[length]);
+    pWords.reset(new (std::nothrow) std::uint16_t[slots]);
     if (pWords) Fill(pWords.get(), map);
   }
 }
 
-// Of some factors that with the fewest values that share a number: each costs a search as often as
-// not. Among many values all factors are alike.
-void BinEncoderCache::Shortcuts::ChooseFactor(const ValueWeights& map) {
+// Tries some factors and takes the one with the fewest values that share a slot: each needs a
+// search about every other time. Among many values all factors are alike.
+void BinEncoderCache::Shortcuts::ChooseSlots(const ValueWeights& map) {
   constexpr int kTries = 64;
   std::uint64_t best = factor;
   std::size_t fewest = Fill(pBytes.get(), map);
@@ -241,15 +241,15 @@ void BinEncoderCache::Shortcuts::ChooseFactor(const ValueWeights& map) {
   Fill(pBytes.get(), map);
 }
 
-// Returns how many values share the number of an earlier one.
+// Returns how many values share the slot of an earlier one.
 template <class Place>
 std::size_t BinEncoderCache::Shortcuts::Fill(Place* pPlaces, const ValueWeights& map) const {
   std::size_t shared = 0;
-  std::fill_n(pPlaces, length, Place{0});
+  std::fill_n(pPlaces, slots, Place{0});
   for (std::size_t place = 0; place < map.End(); place = map.After(place)) {
-    Place& noted = pPlaces[NumberOf(map.At(place).value)];
-    shared += static_cast<std::size_t>(noted != 0);
-    noted = static_cast<Place>(place);
+    Place& slot = pPlaces[SlotOf(map.At(place).value)];
+    shared += static_cast<std::size_t>(slot != 0);
+    slot = static_cast<Place>(place);
   }
   return shared;
 }
