@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <ucontext.h>
 
@@ -90,27 +91,39 @@ void TrapSystemCalls() {
 
 static bool HasMemory() {
   const bool fails = faults.Hit(Faults::kMemory);
-  blocks += fails ? 0 : 1;
   errno = fails ? ENOMEM : errno;
   return !fails;
 }
+
+static void Count(void* block, int sign) {
+  if (!block) return;
+  blocks += sign;
+  // What glibc's heap takes for it, under a sanitizer too.
+  heapBytes += sign * static_cast<long>((malloc_usable_size(block) + 8 + 15) / 16 * 16);
+  mostHeapBytes = std::max(mostHeapBytes, heapBytes);
+}
+
+static void* Counted(void* block) { return Count(block, 1), block; }
 
 #ifdef QXUTILS_SANITIZED  // has a malloc of its own, so operator new fails instead
 // The search for leaks is a process that the filter would kill. Tests count `blocks` instead.
 extern "C" int __lsan_is_turned_off() { return isTrapping; }
 
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return HasMemory() ? Counted(std::malloc(bytes)) : nullptr;
+}
 void* operator new(std::size_t bytes) {
-  if (void* const block = HasMemory() ? std::malloc(bytes) : nullptr) return block;
+  if (void* const block = operator new(bytes, std::nothrow)) return block;
   throw std::bad_alloc();
 }
 
 // All forms in use: a sanitizer's own would not match ours.
 void* operator new[](std::size_t bytes) { return operator new(bytes); }
 void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
-  return HasMemory() ? std::malloc(bytes) : nullptr;
+  return operator new(bytes, std::nothrow);
 }
 void operator delete(void* block) noexcept {
-  blocks -= block ? 1 : 0;
+  Count(block, -1);
   std::free(block);
 }
 void operator delete[](void* block) noexcept { operator delete(block); }
@@ -123,17 +136,19 @@ decltype(calloc) __libc_calloc;
 decltype(realloc) __libc_realloc;
 decltype(free) __libc_free;
 
-void* malloc(std::size_t bytes) noexcept { return HasMemory() ? __libc_malloc(bytes) : nullptr; }
+void* malloc(std::size_t bytes) noexcept {
+  return HasMemory() ? Counted(__libc_malloc(bytes)) : nullptr;
+}
 void* calloc(std::size_t count, std::size_t bytes) noexcept {
-  return HasMemory() ? __libc_calloc(count, bytes) : nullptr;
+  return HasMemory() ? Counted(__libc_calloc(count, bytes)) : nullptr;
 }
 void* realloc(void* block, std::size_t bytes) noexcept {
   if (!HasMemory()) return nullptr;
-  blocks -= block ? 1 : 0;
-  return __libc_realloc(block, bytes);
+  Count(block, -1);
+  return Counted(__libc_realloc(block, bytes));
 }
 void free(void* block) noexcept {
-  blocks -= block ? 1 : 0;
+  Count(block, -1);
   __libc_free(block);
 }
 }  // extern "C"

@@ -51,7 +51,9 @@ struct Faults {
   const char* text = "no failure";  // what an engine's operation that failed is known as
 };
 inline thread_local Faults faults;
-inline thread_local long blocks = 0;  // of memory, allocated and not yet freed
+inline thread_local long blocks = 0;         // of memory, allocated and not yet freed
+inline thread_local long heapBytes = 0;      // that they take
+inline thread_local long mostHeapBytes = 0;  // that they have taken
 
 // From here on system calls of this thread can be made to fail, those within the C library too.
 void TrapSystemCalls();

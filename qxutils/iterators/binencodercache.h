@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "qxutils/export.h"
 #include "qxutils/host/aiterator.h"
@@ -20,13 +21,76 @@ struct record {
 // The order of records: by value. Records of equal value are equivalent, whatever their weights.
 inline bool compare_record(record a, record b) { return a.value < b.value; }
 
+// An ordered map: the total weight of each value, in ascending order of value.
+//
+// Never takes more memory than a std::map<double, double> of the same values, also while it grows.
+// Throws nothing but std::bad_alloc, and is then as it was before. Copies are deep. Used by one
+// thread at a time.
+class QXUTILS_EXPORT ValueWeights {
+ public:
+  // Leads to records. Valid until the map gets a new value.
+  class Iterator {
+   public:
+    const record& operator*() const { return fpMap->At(fPlace); }
+    const record* operator->() const { return &fpMap->At(fPlace); }
+    Iterator& operator++() {
+      fPlace = fpMap->After(fPlace);
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return fPlace == other.fPlace; }
+    bool operator!=(const Iterator& other) const { return fPlace != other.fPlace; }
+
+   private:
+    friend class ValueWeights;
+    Iterator(const ValueWeights* pMap, std::size_t place) : fpMap(pMap), fPlace(place) {}
+
+    const ValueWeights* fpMap;
+    std::size_t fPlace;
+  };
+
+  ValueWeights() = default;
+  ValueWeights(const ValueWeights& other) = default;
+  ValueWeights& operator=(const ValueWeights& other);
+
+  // The total weight of `value`. A new value gets an entry with weight 0. The reference is valid
+  // until the map gets another new value. REQUIRES: `value` is not a NaN (not checked).
+  double& operator[](double value);
+
+  std::size_t size() const { return fSize; }
+  Iterator begin() const { return {this, 0}; }
+  Iterator end() const { return {this, End()}; }
+
+ private:
+  friend class BinEncoderCache;
+  using Leaf = std::vector<record>;
+  static constexpr std::size_t kStride = 256;
+  static constexpr std::size_t kLeafSize = kStride - 1;  // records
+
+  // The place of a record is its number in its leaf, plus kStride for each leaf before.
+  record& At(std::size_t place) { return fLeaves[place / kStride][place % kStride]; }
+  const record& At(std::size_t place) const { return fLeaves[place / kStride][place % kStride]; }
+  std::size_t After(std::size_t place) const {
+    const std::size_t leaf = place / kStride;
+    return place % kStride + 1 < fLeaves[leaf].size() ? place + 1 : (leaf + 1) * kStride;
+  }
+  std::size_t End() const { return fLeaves.size() * kStride; }
+
+  QXUTILS_LOCAL void Swap(ValueWeights& other) noexcept;
+  QXUTILS_LOCAL std::size_t Search(double value) const;
+  QXUTILS_LOCAL bool Has(std::size_t place, double value) const;
+  QXUTILS_LOCAL bool IsFullAt(std::size_t place) const;
+  QXUTILS_LOCAL record& Insert(std::size_t place, double value);
+  QXUTILS_LOCAL void Split(std::size_t leaf, std::size_t kept);
+
+  std::vector<Leaf> fLeaves;  // ascending; none is empty
+  std::size_t fSize = 0;      // records in all leaves
+};
+
 // Gathers the distinct values of a continuous variable, each with its total weight, and hands them
 // out in ascending order.
 //
-// Memory grows with the number of distinct values, not with that of the cases: one node of an
-// ordered map each, and for the whole cache an index that makes updates fast, of at most 2 KiB a
-// value and 128 KiB in all. There is none as long as the values only ascend or are very few, in the
-// end none where they are very many, and none where there is no memory for it.
+// Memory grows with the number of distinct values, not with that of the cases. It is never more
+// than that of a std::map<double, double> of the same values, also while the cache grows.
 //
 // Throws nothing but std::bad_alloc, and is then as it was before. Copies are deep. Used by one
 // thread at a time.
@@ -55,27 +119,12 @@ class QXUTILS_EXPORT BinEncoderCache {
   virtual Arbex_800::ADoubleRecordIterator* createIterator();
 
  private:
-  using Pair = std::map<double, double>::value_type;
-  QXUTILS_LOCAL static Pair none;                  // stands where there is no entry
-  static constexpr int kNoShift = 64;              // that of no index
-  static constexpr std::size_t kLeastIndexed = 8;  // values; with fewer the map alone is as fast
+  struct QXUTILS_LOCAL Shortcuts;
 
-  QXUTILS_LOCAL void UpdateLast(double weight);
-  QXUTILS_LOCAL void Settle();
-  QXUTILS_LOCAL void UpdateMap(double value, double weight);
-  QXUTILS_LOCAL std::size_t Slot(double value) const;
-  QXUTILS_LOCAL void RenewIndex();
+  QXUTILS_LOCAL void UpdateSearched(double value, double weight);
 
-  std::map<double, double> fValueWeights;  // total weight by value
-  // The map's entry of the last update: equal values in a row need no search. `none` at first.
-  Pair* fpLast = &none;
-  bool fIsWaiting = false;
-  double fWaiting = 0;  // when fIsWaiting: a weight that *fpLast is still to get
-  // Addresses of the map's entries where their values' bits lead: what is found there needs no
-  // search. Values that share a slot take turns. Null: there is no index.
-  std::unique_ptr<Pair*[]> fpIndex;
-  int fIndexShift = kNoShift;               // the index has 2^(64 - fIndexShift) slots
-  std::size_t fIndexLimit = kLeastIndexed;  // values from which on a search renews the index
+  ValueWeights fValueWeights;
+  std::unique_ptr<Shortcuts> fpShortcuts;  // make updates fast; null: there are none
 };
 
 // Hands out (value, total weight) pairs as records of two doubles, in ascending order of value.
@@ -90,6 +139,7 @@ class QXUTILS_EXPORT BinEncoderIterator : public Arbex_800::ADoubleRecordIterato
  public:
   // Copies `pairs`, total weight by value. Throws std::bad_alloc; nothing else here throws.
   // REQUIRES: no value is a NaN (not checked).
+  explicit BinEncoderIterator(const ValueWeights& pairs);
   explicit BinEncoderIterator(const std::map<double, double>& pairs);
 
   ~BinEncoderIterator() override;
@@ -107,6 +157,8 @@ class QXUTILS_EXPORT BinEncoderIterator : public Arbex_800::ADoubleRecordIterato
   int GetFailReason() const override;
 
  private:
+  QXUTILS_LOCAL explicit BinEncoderIterator(std::size_t numRecords);
+
   std::unique_ptr<record[]> fpRecords;  // ascending; the first is the buffer of *fpRecord too
   long fNumRecords;
   long fPos = 0;  // of the next record, in doubles: 0, 2, 4, ...
