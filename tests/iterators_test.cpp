@@ -2,6 +2,18 @@
 #include "qxutils/iterators/binfileiterator.h"
 #include "support.h"
 
+TEST(Record, IsCopiedDeepAndMoved) {
+  using Record = Arbex_800::TRecord<double>;
+  double values[] = {1, 2};
+  Record borrowed(values, 2), copy(borrowed), moved(std::move(copy)), assigned(3);
+  EXPECT_TRUE(!borrowed.ownsData && moved.ownsData && !copy.data && copy.size == 0);
+  assigned = moved;
+  values[0] = moved.data[1] = 9;
+  EXPECT_EQ(moved.data[0] + 10 * assigned.data[1] + 100 * assigned.size, 221);
+  for (const int none : {0, -1, INT_MIN}) EXPECT_FALSE(Record(none).data || Record(none).size);
+  EXPECT_EQ(Record(1).data[0], 0);
+}
+
 TEST(BinFileIterator, DeliversWholeRecordsOnly) {
   const TempFolder folder;
   const std::string path = folder / "file";

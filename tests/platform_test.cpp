@@ -6,6 +6,7 @@
 #include <csignal>
 #include <regex>
 
+#include "qxutils/config/qxconfigfile.h"
 #include "qxutils/platform/tempfile.h"
 #include "qxutils/storage/iobinfile.h"
 #include "qxutils/text/localeutil.h"
@@ -101,6 +102,31 @@ TEST(Platform, NewFilesArePrivateAndToldFromOthersInAFolderThatStaysTheSame) {
   EXPECT_EQ(fixed("x") + fixed(""), "x") << "nothing else leads there";
   fs::current_path("/");
   EXPECT_STREQ(QxUtilsException(nullptr).what(), "");
+}
+
+TEST(Platform, NothingIsOpenedWhereAStandardDescriptorCannotBeHeld) {
+  TrapSystemCalls();
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  std::ofstream(path) << "a=1\n";
+  const std::pair<const char*, std::function<bool()>> openers[] = {
+      {"OpenFile", [&] { return close(OpenFile(path, "rb")) == 0; }},
+      {"QxConfigFile", [&] { return tree_800::QxConfigFile(path).Read("a") == "1"; }},
+      {"IOBinFile",
+       [&] { return IOBinFile(folder.settings).Open(path, IOBinFile::IOModeRead, Level(0)); }}};
+  for (const auto& [name, opens] : openers) {
+    for (const bool fails : {false, true}) {
+      const int output = dup(STDOUT_FILENO);
+      close(STDOUT_FILENO);
+      if (fails) faults = {Faults::kCalls, 1};
+      const bool isOpen = opens();
+      faults = {};
+      const bool isFree = fcntl(STDOUT_FILENO, F_GETFD) == -1;
+      dup2(output, STDOUT_FILENO);
+      close(output);
+      EXPECT_TRUE(isFree && isOpen != fails) << name << (fails ? " fails" : "");
+    }
+  }
 }
 
 // What no call may change.

@@ -10,6 +10,8 @@
 #include "qxutils/text/mbtoutf8_unix.h"
 #include "support.h"
 
+static const int environment = setenv("LC_ALL", "de_DE.UTF-8", 1);  // which nothing heeds
+
 static std::string Printf(const char* format, double value) {
   static char text[8192];
   return std::string(text, text + std::snprintf(text, sizeof text, format, value));

@@ -198,8 +198,9 @@ void BinEncoderCache::Shortcuts::DropIndex() {
 }
 
 // The index may take what a map would take beyond the blocks of these values. Blocks given back
-// count too, because glibc keeps those of up to 1040 bytes for the thread. A small index reuses one:
-// that of the leaf before it grew. It had 8 bytes for each record that the leaf has room for now.
+// count too, because glibc keeps those of up to 1040 bytes for the thread. A small index reuses
+// one: that of the leaf before it grew. It had 8 bytes for each record that the leaf has room for
+// now.
 void BinEncoderCache::Shortcuts::MakeIndex(const ValueWeights& map) {
   constexpr std::size_t kMostBytes = 120'000;  // the heap maps larger blocks anew each time
   constexpr std::size_t kKeptBytes = 1100;
