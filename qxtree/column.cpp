@@ -183,6 +183,7 @@ void Column::Flush(Block::Form form) {
   fBlock.codes.clear();
   fBlock.values.clear();
   fBlock.texts.clear();
+  if (fBlock.texts.capacity() > 2 * kBlockBytes) fBlock.texts.shrink_to_fit();
 }
 
 }  // namespace qxtree

@@ -15,6 +15,8 @@ namespace {
 constexpr std::size_t kColumnBytes = 4096;
 constexpr std::size_t kLeastMemory = 8 << 20;
 constexpr std::size_t kLeastBlock = 16;
+// More makes the last close no faster.
+constexpr std::size_t kEnoughBuffers = 8 << 20, kEnoughBuffer = 32 << 10;
 
 bool Has(const std::vector<std::string>& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
@@ -41,8 +43,9 @@ Stream Importer::TakeStream(std::size_t column) {
   return {fViews->TakeFile(fViewOf[column]), fFolder.Settings()};
 }
 
-// A quarter of the memory is for the buffers of views, an eighth each for blocks and what the view
-// set notes of its segments, three eighths for dictionaries.
+// At most a quarter of the memory is for the buffers of views and one for dictionaries, an eighth
+// each for blocks and for what the view set notes of its segments. The texts of columns of texts
+// stay, as categories: they take half as much again.
 void Importer::TakeHeader(const std::vector<std::string>& names) {
   fNames = names;
   fTarget = Find(fOptions.target, "target");
@@ -57,7 +60,7 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
   if (memory < least)
     throw std::runtime_error(
         fmt::format("memory: {} columns need at least {}M", names.size(), (least >> 20) + 1));
-  fDictionaries.limit = memory / 8 * 3;
+  fDictionaries.limit = memory / 4;
   fSegments.limit = memory / 8;
   const std::size_t rows = memory / 8 / names.size() / (2 * sizeof(double));
   fContext.reset(new ReadingContext{fMissing, fDictionaries, fSegments,
@@ -69,7 +72,8 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
     fViewOf.push_back(isIgnored ? -1 : static_cast<int>(infos.size()));
     if (!isIgnored) infos.push_back({1, 0});
   }
-  fViews = std::make_unique<examples::ViewSet>(static_cast<long>(memory / 4), infos,
+  const std::size_t buffers = std::max(kEnoughBuffers, names.size() * kEnoughBuffer);
+  fViews = std::make_unique<examples::ViewSet>(static_cast<long>(std::min(memory / 4, buffers)), infos,
                                                fFolder.Settings());
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);

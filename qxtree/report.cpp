@@ -112,9 +112,8 @@ std::string Report(const Table& table, const Growth& growth) {
                       Number(growth.model.nodes[0].cases));
   AddRules(growth.model, 0, "  ", text);
   text += Gains(table, growth.gains);
-  const std::string confusion = growth.test.Confusion(table.classes);
-  if (!confusion.empty()) text += '\n' + confusion;
-  return text + '\n' + growth.test.Summary("held-out");
+  if (!growth.confusion.empty()) text += '\n' + growth.confusion;
+  return text + '\n' + growth.score;
 }
 
 std::vector<std::string> Warnings(const Table& table) {

@@ -89,6 +89,9 @@ std::string Block::Packed() const {
 ColumnReader::ColumnReader(Stream& stream, Kind kind, const Dictionary* dictionary)
     : fStream(stream), fKind(kind), fpDictionary(dictionary), fTable(2, qxg_800::GetInfinity()) {
   fStream.Rewind();
+  if (kind != Kind::Text) return;
+  for (std::size_t code = 0; code < dictionary->Size(); ++code)
+    fTable.push_back(static_cast<double>(code));
 }
 
 ColumnReader::Cells ColumnReader::Next(std::size_t most) {

@@ -67,7 +67,7 @@ class TableMaker {
     Input input{i, fImporter.TakeStream(i), {}};
     if (column.kind == Kind::Text) {
       input.categories = SortCategories(from.Texts());
-      column.categories = input.categories.texts;
+      column.categories = std::move(input.categories.texts);
       column.distinct = column.categories.size();
     } else {
       Distinct distinct;
@@ -148,6 +148,7 @@ class TableMaker {
     }
     group.codes.Close();
     fTable.groups.push_back(std::move(group));
+    for (const Input& input : fGroup) fImporter.Get(input.column)->Texts().Clear();
     fGroup.clear();
   }
 

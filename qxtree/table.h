@@ -21,24 +21,24 @@ namespace qxtree {
 struct TableColumn {
   std::string name;
   Kind kind = Kind::Number;
-  bool isEmpty = false;  // no cell but missing ones
-  bool isInput = false;  // may explain the target
+  bool isEmpty = false;    // no cell but missing ones
+  bool isInput = false;    // may explain the target
   bool isLeftOut = false;  // though it is not ignored
-  std::string remark;    // why it may not, or what the target is taken as
+  std::string remark;      // why it may not, or what the target is taken as
   long missing = 0, malformed = 0;  // cells
   std::string firstMalformed;       // as it stands in the file
   long lineOfMalformed = 0;
 
+  std::size_t distinct = 0;  // categories, or values of training cases
   // Of training cases, where it is an input of numbers or dates.
   Bins bins;
-  std::size_t distinct = 0;
   bool isMerged = false;
   qxg_800::QxStatistics statistics{1 | 2 | 4 | 8};
-  // Of texts, in the order of their bytes.
+  // Of texts, in the order of their bytes, until the model takes them.
   std::vector<std::string> categories;
 
   // Without that of missing cells, which is the next one.
-  std::size_t CountBins() const { return kind == Kind::Text ? categories.size() : bins.Count(); }
+  std::size_t CountBins() const { return kind == Kind::Text ? distinct : bins.Count(); }
 };
 
 // Some inputs and the file of their bins: for each block of rows and each column the bins, of one

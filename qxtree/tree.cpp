@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "qxtree/scan.h"
+#include "qxtree/score.h"
 #include "qxtree/split.h"
 
 namespace qxtree {
@@ -41,8 +42,8 @@ class Grower {
       FindSplits();
       SplitNodes();
     }
-    Growth growth{{}, Test(), fGains};
-    growth.model = MakeModel();
+    Growth growth{MakeModel(), {}, {}, fGains};
+    Test(growth);
     return growth;
   }
 
@@ -193,34 +194,29 @@ class Grower {
   }
 
   double Mean(const Sums& sums) const { return fTable.center + sums[1] / sums[0]; }
-  static std::size_t Commonest(const Sums& sums) {
-    return static_cast<std::size_t>(std::max_element(sums.begin(), sums.end()) - sums.begin());
-  }
-
-  Evaluation Test() {
+  void Test(Growth& growth) {
     fName = "test";
     MoveRecords();
     Scan::Task task{fName.c_str()};
     if (fTable.groups.size() == 1) task = NewTask(fTable.groups[0]);
     std::vector<std::size_t> guesses;
-    std::vector<double> means;
-    for (const GrownNode& node : fNodes) {
-      if (fTable.isRegression) means.push_back(Mean(node.sums));
-      if (!fTable.isRegression) guesses.push_back(Commonest(node.sums));
-    }
-    Evaluation test(fTable.classes.size());
+    for (const Node& node : growth.model.nodes)
+      guesses.push_back(fTable.isRegression ? 0 : node.Commonest());
+    Score score(growth.model);
     fScan.Run(task, [&](const Cases& cases, const std::uint32_t* nodes) {
       for (std::size_t row = 0; row < cases.rows; ++row) {
         const double weight = cases.weights[row];
         if (!cases.isHeldOut[row] || !(weight > 0)) continue;
         if (fTable.isRegression) {
-          test.AddNumber(fTable.center + cases.targets[row], means[nodes[row]], weight);
+          score.AddNumber(fTable.center + cases.targets[row], growth.model.nodes[nodes[row]].mean,
+                          weight);
         } else {
-          test.AddClass(cases.classes[row], guesses[nodes[row]], guesses[0], weight);
+          score.AddClass(cases.classes[row], guesses[nodes[row]], weight);
         }
       }
     });
-    return test;
+    growth.score = score.Line("held-out");
+    growth.confusion = score.Table();
   }
 
   Model MakeModel() {
@@ -231,10 +227,10 @@ class Grower {
     model.missing = fOptions.missing;
     std::vector<std::size_t> places(fTable.columns.size());
     for (std::size_t i = 0; i < fTable.columns.size(); ++i) {
-      const TableColumn& column = fTable.columns[i];
+      TableColumn& column = fTable.columns[i];
       if (!column.isInput) continue;
       places[i] = model.columns.size();
-      model.columns.push_back({column.name, column.kind, column.categories});
+      model.columns.push_back({column.name, column.kind, std::move(column.categories)});
     }
     for (GrownNode& grown : fNodes) model.nodes.push_back(MakeNode(grown, places));
     return model;

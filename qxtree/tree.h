@@ -3,9 +3,9 @@
 #define QXTREE_TREE_H
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
-#include "qxtree/evaluation.h"
 #include "qxtree/model.h"
 #include "qxtree/options.h"
 #include "qxtree/table.h"
@@ -14,7 +14,8 @@ namespace qxtree {
 
 struct Growth {
   Model model;
-  Evaluation test;            // of the held-out records
+  std::string score;          // of the held-out records, a line
+  std::string confusion;      // of their classes, a line each; empty when there are too many
   std::vector<double> gains;  // by column of the table: of the splits by it
 };
 
