@@ -4,11 +4,14 @@
 #include <cmath>
 #include <functional>
 #include <numeric>
+#include <utility>
+
+#include "qxtree/component.h"
 
 namespace qxtree {
 namespace {
 
-constexpr int kMostTurns = 60;  // of the search for the principal component
+constexpr double kEqual = 1e-13;  // relative difference of gains that counts as none
 
 // One column's search for the best split of one node.
 class Search {
@@ -21,8 +24,8 @@ class Search {
         fImpurity(impurity),
         fMinCases(minCases),
         fAll(impurity.Count()),
-        fOther(impurity.Count()),
-        fRight(impurity.Count()) {
+        fKnownSums(impurity.Count()),
+        fOther(impurity.Count()) {
     const std::size_t missing = histogram.bins - 1;
     Add(fOther, Bin(missing));
     for (std::size_t bin = 0; bin < histogram.bins; ++bin) Add(fAll, Bin(bin));
@@ -32,24 +35,26 @@ class Search {
         Add(fOther, Bin(bin));
       } else if (cases > 0) {
         fKnown.push_back(bin);
+        Add(fKnownSums, Bin(bin));
       }
     }
-    fKnownSums = Rest(fOther);
     fHasOther = fImpurity.CasesOf(fOther.data()) > 0;
-    fBound = fImpurity.Rounding(fAll.data());
+    fBound = fImpurity.LeastGain(fAll.data());
   }
 
   void Run(std::size_t number, Candidate& best) {
     fBest = best.gain;
     const bool hasClasses = fIsText && !fImpurity.IsRegression() && fImpurity.Count() > 2;
-    if (hasClasses) {
-      OrderByComponent();
-    } else if (fIsText) {
-      Order([&](std::size_t bin) { return Level(bin); });
+    std::vector<double> levels;
+    std::vector<const double*> sums;
+    for (const std::size_t bin : fKnown) {
+      levels.push_back(Bin(bin)[1] / CasesOf(bin));  // the mean, or the share of the second class
+      sums.push_back(Bin(bin));
     }
+    if (fIsText) Order(hasClasses ? ComponentScores(sums, fImpurity.Count()) : levels);
     TryCuts();
     if (hasClasses) TryEachAlone();
-    if (fHasOther && !fKnown.empty()) Try(fKnownSums, false, Way::Present, 0);
+    if (fHasOther && !fKnown.empty()) Try(fKnownSums, fOther, false, Way::Present, 0);
     if (fFound) Take(number, best);
   }
 
@@ -60,102 +65,72 @@ class Search {
 
   const double* Bin(std::size_t bin) const { return fHistogram.cells + bin * fImpurity.Count(); }
   double CasesOf(std::size_t bin) const { return fImpurity.CasesOf(Bin(bin)); }
-  // The mean, or the share of the second class.
-  double Level(std::size_t bin) const { return Bin(bin)[1] / CasesOf(bin); }
-
   static void Add(Sums& to, const double* sums) {
     std::transform(to.begin(), to.end(), sums, to.begin(), std::plus<>());
   }
-  Sums Rest(const Sums& part) const {
-    Sums rest(part.size());
-    std::transform(fAll.begin(), fAll.end(), part.begin(), rest.begin(), std::minus<>());
-    return rest;
+  static Sums Less(Sums from, const Sums& part) {
+    std::transform(from.begin(), from.end(), part.begin(), from.begin(), std::minus<>());
+    return from;
   }
 
-  template <class Of>
-  void Order(Of of) {
-    std::vector<double> keys(fHistogram.bins);
-    for (const std::size_t bin : fKnown) keys[bin] = of(bin);
-    std::stable_sort(fKnown.begin(), fKnown.end(),
+  // By a key of each known bin.
+  void Order(const std::vector<double>& keys) {
+    std::vector<std::size_t> places(fKnown.size()), bins;
+    std::iota(places.begin(), places.end(), std::size_t{0});
+    std::stable_sort(places.begin(), places.end(),
                      [&](std::size_t a, std::size_t b) { return keys[a] < keys[b]; });
+    for (const std::size_t place : places) bins.push_back(fKnown[place]);
+    fKnown = std::move(bins);
   }
 
-  // By the power method on the covariances of the shares, which are never laid out.
-  void OrderByComponent() {
-    const std::size_t classes = fImpurity.Count();
-    Sums mean(classes), component(classes);
-    double cases = 0, farthest = -1;
-    for (const std::size_t bin : fKnown) Add(mean, Bin(bin)), cases += CasesOf(bin);
-    for (double& share : mean) share /= cases;
-    const auto deviation = [&](std::size_t bin, std::size_t k) {
-      return Bin(bin)[k] / CasesOf(bin) - mean[k];
-    };
-    const auto along = [&](std::size_t bin) {
-      double sum = 0;
-      for (std::size_t k = 0; k < classes; ++k) sum += deviation(bin, k) * component[k];
-      return sum;
-    };
-    for (const std::size_t bin : fKnown) {
-      double square = 0;
-      for (std::size_t k = 0; k < classes; ++k) square += deviation(bin, k) * deviation(bin, k);
-      if (square * CasesOf(bin) <= farthest) continue;
-      farthest = square * CasesOf(bin);
-      for (std::size_t k = 0; k < classes; ++k) component[k] = deviation(bin, k);
-    }
-    for (int turn = 0; turn < kMostTurns; ++turn) {
-      Sums next(classes);
-      for (const std::size_t bin : fKnown) {
-        const double factor = CasesOf(bin) * along(bin);
-        for (std::size_t k = 0; k < classes; ++k) next[k] += factor * deviation(bin, k);
-      }
-      const double length = std::sqrt(std::inner_product(next.begin(), next.end(), next.begin(), 0.0));
-      if (!(length > 0)) break;
-      for (std::size_t k = 0; k < classes; ++k) component[k] = next[k] / length;
-    }
-    Order(along);
-  }
-
+  // Of numbers, sums of what is on the right are added up from the right: differences would bring
+  // the rounding of large sums into small ones. Cases add up exactly.
   void TryCuts() {
+    std::vector<Sums> rights(fImpurity.IsRegression() ? fKnown.size() + 1 : 1, Sums(fAll.size()));
+    for (std::size_t place = rights.size() - 1; place-- > 0;) {
+      rights[place] = rights[place + 1];
+      Add(rights[place], Bin(fKnown[place]));
+    }
     Sums left(fAll.size());
     for (std::size_t count = 1; count < fKnown.size(); ++count) {
       Add(left, Bin(fKnown[count - 1]));
-      TrySides(left, Way::Cut, count);
+      TrySides(left, fImpurity.IsRegression() ? rights[count] : Less(fKnownSums, left), Way::Cut, count);
     }
   }
 
   void TryEachAlone() {
     std::vector<std::size_t> ascending = fKnown;
     std::sort(ascending.begin(), ascending.end());
-    for (const std::size_t bin : ascending)
-      TrySides({Bin(bin), Bin(bin) + fAll.size()}, Way::Alone, bin);
+    for (const std::size_t bin : ascending) {
+      const Sums left(Bin(bin), Bin(bin) + fAll.size());
+      TrySides(left, Less(fKnownSums, left), Way::Alone, bin);
+    }
   }
 
   // The missing first on the side that is heavier without them, the left one of equal ones.
-  void TrySides(const Sums& left, Way way, std::size_t place) {
-    const bool isLeft =
-        fImpurity.CasesOf(left.data()) >= fImpurity.CasesOf(fKnownSums.data()) / 2;
-    Try(isLeft ? With(left) : left, isLeft, way, place);
-    if (fHasOther) Try(isLeft ? left : With(left), !isLeft, way, place);
+  void TrySides(const Sums& left, const Sums& right, Way way, std::size_t place) {
+    const bool isLeft = fImpurity.CasesOf(left.data()) >= fImpurity.CasesOf(right.data());
+    for (const bool otherLeft : {isLeft, !isLeft}) {
+      if (!fHasOther) {
+        Try(left, right, otherLeft, way, place);
+        break;
+      }
+      Sums with = otherLeft ? left : right;
+      Add(with, fOther.data());
+      Try(otherLeft ? with : left, otherLeft ? right : with, otherLeft, way, place);
+    }
   }
 
-  Sums With(Sums left) const {
-    Add(left, fOther.data());
-    return left;
-  }
-
-  void Try(const Sums& left, bool otherLeft, Way way, std::size_t place) {
-    std::transform(fAll.begin(), fAll.end(), left.begin(), fRight.begin(), std::minus<>());
-    if (fImpurity.CasesOf(left.data()) < fMinCases || fImpurity.CasesOf(fRight.data()) < fMinCases)
+  void Try(const Sums& left, const Sums& right, bool otherLeft, Way way, std::size_t place) {
+    if (fImpurity.CasesOf(left.data()) < fMinCases || fImpurity.CasesOf(right.data()) < fMinCases)
       return;
-    const double gain = fImpurity.Score(left.data()) + fImpurity.Score(fRight.data()) -
-                        fImpurity.Score(fAll.data());
-    if (!(gain > fBest + fBound)) return;
+    const double gain = fImpurity.Gain(left.data(), right.data());
+    if (!(gain > fBound && gain > fBest * (1 + kEqual))) return;
     fBest = gain;
     fFound = true;
     fOtherLeft = otherLeft;
     fWay = way;
     fPlace = place;
-    fLeft = left;
   }
 
   bool IsLeft(std::size_t place) const {
@@ -166,18 +141,19 @@ class Search {
     best.gain = fBest;
     best.column = number;
     best.missingLeft = fOtherLeft;
-    best.children[0] = fLeft;
-    best.children[1] = Rest(fLeft);
     best.apart.clear();
     best.form = fIsText                 ? Split::Form::Categories
                 : fWay == Way::Present ? Split::Form::Present
                                         : Split::Form::Cut;
     if (best.form == Split::Form::Cut) best.cut = NearestCut(fKnown[fPlace - 1], fKnown[fPlace]);
-    if (!fIsText) return;
-    for (std::size_t place = 0; place < fKnown.size(); ++place)
+    for (std::size_t place = 0; fIsText && place < fKnown.size(); ++place)
       if (IsLeft(place) != fOtherLeft)
         best.apart.push_back(static_cast<std::uint16_t>(fKnown[place]));
     std::sort(best.apart.begin(), best.apart.end());
+    // Added up, since differences would bring the rounding of large sums into small ones.
+    for (Sums& sums : best.children) sums.assign(fAll.size(), 0.0);
+    for (std::size_t bin = 0; bin < fHistogram.bins; ++bin)
+      Add(best.children[best.GoesLeft(bin, fHistogram.bins - 1) ? 0 : 1], Bin(bin));
   }
 
   // Between two bins there may be some that are empty here.
@@ -195,14 +171,13 @@ class Search {
   const bool fIsText;
   const Impurity& fImpurity;
   const double fMinCases;
-  Sums fAll, fOther, fKnownSums, fRight;
+  Sums fAll, fKnownSums, fOther;
   bool fHasOther = false;
   std::vector<std::size_t> fKnown;  // bins with cases, in the order in which they are cut
   double fBound = 0, fBest = 0;
   bool fFound = false, fOtherLeft = false;
   Way fWay = Way::Cut;
   std::size_t fPlace = 0;
-  Sums fLeft;
 };
 
 }  // namespace
@@ -211,15 +186,26 @@ double Impurity::CasesOf(const double* sums) const {
   return fIsRegression ? sums[0] : std::accumulate(sums, sums + fCount, 0.0);
 }
 
-double Impurity::Scale(const double* sums) const { return fIsRegression ? sums[2] : CasesOf(sums); }
-
-// Divided first, since squares may be too large or small.
-double Impurity::Score(const double* sums) const {
+// Parts are divided first, since squares may be too large or small.
+double Impurity::Of(const double* sums) const {
   const double cases = CasesOf(sums);
   if (!(cases > 0)) return 0;
-  if (fIsRegression) return sums[1] / cases * sums[1];
-  const auto add = [&](double score, double part) { return score + part / cases * part; };
-  return std::accumulate(sums, sums + fCount, 0.0, add);
+  if (fIsRegression) return std::max(0.0, sums[2] - sums[1] / cases * sums[1]);
+  const auto subtract = [&](double rest, double part) { return rest - part / cases * part; };
+  return std::accumulate(sums, sums + fCount, cases, subtract);
+}
+
+double Impurity::Gain(const double* left, const double* right) const {
+  const double leftCases = CasesOf(left), rightCases = CasesOf(right);
+  const double factor = leftCases / (leftCases + rightCases) * rightCases;
+  const auto square = [&](std::size_t i) {
+    const double distance = left[i] / leftCases - right[i] / rightCases;
+    return factor * distance * distance;
+  };
+  if (fIsRegression) return square(1);
+  double gain = 0;
+  for (std::size_t i = 0; i < fCount; ++i) gain += square(i);
+  return gain;
 }
 
 bool Candidate::GoesLeft(std::size_t bin, std::size_t missing) const {

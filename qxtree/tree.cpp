@@ -65,7 +65,7 @@ class Grower {
     });
     if (!(fImpurity.CasesOf(root.data()) > 0))
       throw std::runtime_error("there are no training cases");
-    if (!std::isfinite(fImpurity.Scale(root.data())))
+    if (!std::isfinite(fImpurity.Of(root.data())))
       throw std::runtime_error(
           fmt::format("target '{}': the numbers are too large", fOptions.target));
     fLeastGain = fOptions.minGain * fImpurity.Of(root.data());
@@ -75,7 +75,7 @@ class Grower {
   void AddNode(Sums sums) {
     GrownNode node;
     const double cases = fImpurity.CasesOf(sums.data());
-    const bool isPure = fImpurity.Of(sums.data()) <= fImpurity.Rounding(sums.data());
+    const bool isPure = fImpurity.Of(sums.data()) <= fImpurity.LeastImpurity(sums.data());
     node.isOpen = !isPure && cases / 2 >= fOptions.minCases;
     fBytes += kNodeBytes + 4 * sums.size() * sizeof(double);  // those of the children, too
     CheckMemory();
@@ -243,7 +243,8 @@ class Grower {
     node.left = grown.left;
     if (fTable.isRegression) {
       node.mean = Mean(sums);
-      node.deviation = std::sqrt(std::max(0.0, fImpurity.Of(sums.data()) / sums[0]));
+      const double impurity = fImpurity.Of(sums.data());
+      if (impurity > fImpurity.LeastImpurity(sums.data())) node.deviation = std::sqrt(impurity / sums[0]);
     } else {
       node.classes = std::move(grown.sums);
     }
