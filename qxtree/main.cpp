@@ -29,12 +29,13 @@ void CheckOutput(const char* setting, const std::string& path, const std::string
   std::error_code ignored;  // of what is not there
   if (fs::equivalent(path, input, ignored))
     throw UsageError(fmt::format("{}: this is the input file", setting));
-  const fs::path absolute = fs::absolute(path);
-  if (fs::is_directory(absolute, ignored))
-    throw fmt::system_error(EISDIR, "cannot write to '{}'", path);
-  const fs::path written = fs::exists(absolute, ignored) ? absolute : absolute.parent_path();
-  if (access(written.c_str(), W_OK) != 0)
-    throw fmt::system_error(errno, "cannot write to '{}'", path);
+  const fs::path file = fs::weakly_canonical(fs::absolute(path));
+  const fs::file_status status = fs::status(file);
+  int error = fs::is_directory(status) ? EISDIR : 0;
+  if (fs::exists(status) && access(file.c_str(), W_OK) != 0) error = errno;
+  const bool isReplaced = !fs::exists(status) || fs::is_regular_file(status);
+  if (isReplaced && access(file.parent_path().c_str(), W_OK) != 0) error = errno;
+  if (error != 0) throw fmt::system_error(error, "cannot write to '{}'", path);
 }
 
 // Grows a tree and reports it. Nothing is printed before the temporary files are gone: a reader of

@@ -111,8 +111,8 @@ void WriteTo(std::FILE* stream, std::string_view text) {
 
 void WriteFile(const std::string& path, const std::string& text) try {
   // A link stays one, and so does a device or a pipe.
+  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(path, "we", text);
   const std::string target = fs::exists(path) ? fs::canonical(path).string() : path;
-  if (fs::exists(target) && !fs::is_regular_file(target)) return Write(target, "we", text);
   const Part part{fmt::format("{}.{}.part", target, getpid())};
   Write(part.path, "wxe", text);
   fs::rename(part.path, target);
