@@ -103,8 +103,9 @@ std::vector<std::string> Texts(const json& value) {
 
 // The place of a text in the list.
 std::size_t OneOf(const std::vector<std::string>& texts, const json& value) {
-  const auto found = std::find(texts.begin(), texts.end(), value.get<std::string>());
-  Require(found != texts.end(), value, fmt::format("is not {}", fmt::join(texts, " or ")));
+  const auto text = value.get<std::string>();
+  const auto found = std::find(texts.begin(), texts.end(), text);
+  Require(found != texts.end(), value, fmt::format("'{}' is not known here", text));
   return static_cast<std::size_t>(found - texts.begin());
 }
 
