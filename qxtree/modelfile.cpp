@@ -149,11 +149,12 @@ Split ReadSplit(const json& value, const Model& model) {
   split.missingLeft = OneOf({"left", "right"}, At(value, "missing")) == 0;
   const ModelColumn& column = model.columns[split.column];
   const bool isCut = value.contains("cut"), isCategories = value.contains("categories");
-  Require(isCut + isCategories + value.contains("present") == 1, value,
+  const bool isPresent = value.contains("present") && value["present"] == true;
+  Require(isCut + isCategories + isPresent == 1, value,
           "is not by one of cut, categories and present");
   Require(!(column.kind == Kind::Text ? isCut : isCategories), value,
           "does not fit the kind of its column");
-  if (!isCut && !isCategories) split.form = Split::Form::Present;
+  if (isPresent) split.form = Split::Form::Present;
   if (isCut) split.cut = Number(At(value, "cut"), kLowest);
   if (!isCategories) return split;
   split.form = Split::Form::Categories;
