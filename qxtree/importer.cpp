@@ -11,7 +11,7 @@
 namespace qxtree {
 namespace {
 
-// Beside what the budgets below are for: the objects of a column and its smallest buffers.
+// Besides what the budgets below are for: the objects of a column. As much again is the least for them.
 constexpr std::size_t kColumnBytes = 4096;
 constexpr std::size_t kLeastMemory = 8 << 20;
 constexpr std::size_t kLeastBlock = 16;
@@ -66,7 +66,7 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
                                       std::pair(&fOptions.ignored, "ignore")})
     for (const std::string& name : *list) Find(name, setting);
   auto memory = static_cast<std::size_t>(fOptions.memory);
-  const std::size_t least = kLeastMemory + names.size() * kColumnBytes;
+  const std::size_t least = kLeastMemory + 2 * names.size() * kColumnBytes;
   if (memory < least)
     throw std::runtime_error(
         fmt::format("memory: {} columns need at least {}M", names.size(), (least >> 20) + 1));

@@ -14,6 +14,10 @@
 #include "qxtree/options.h"
 #include "qxtree/predict.h"
 #include "qxtree/process.h"
+#include "qxtree/report.h"
+#include "qxtree/table.h"
+#include "qxtree/tree.h"
+#include "qxutils/platform/qxutilsexception.h"
 
 namespace qxtree {
 namespace {
@@ -22,6 +26,13 @@ namespace fs = std::filesystem;
 
 constexpr int kFailure = 1;
 constexpr int kWrongUse = 2;
+constexpr std::uintmax_t kFull = 1 << 20;  // bytes that are free, at most
+
+int Complain(const std::string& what, int status) {
+  ClearProgress();
+  std::fprintf(stderr, "qxtree: %s\n", OneLine(what).c_str());
+  return status;
+}
 
 // What would fail at the end is found before the work is done; nothing is made yet.
 void CheckOutput(const char* setting, const std::string& path, const std::string& input) {
@@ -46,13 +57,30 @@ void Train(const Options& options) {
   if (!options.dot.empty() && options.dot == options.model)
     throw UsageError("dot: this is the model");
   TempFolder folder(options.temp);
-  throw std::logic_error("training is not written yet");
-}
-
-int Complain(const std::string& what, int status) {
+  std::string report, picture, effort;
+  std::vector<std::string> warnings;
+  try {
+    Table table = ReadTable(options, folder);
+    const Growth growth = GrowTree(table, options, folder.Settings());
+    folder.Measure();
+    report = Report(table, growth);
+    picture = Picture(table, growth.model);
+    warnings = Warnings(table);
+    effort = fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
+    if (!options.model.empty()) WriteModel(growth.model, options.model);
+  } catch (const qxg_800::QxUtilsException& error) {
+    std::error_code unknown;
+    const bool isFull = fs::space(folder.Settings().GetTempDirectory(), unknown).available < kFull;
+    throw std::runtime_error(fmt::format("{}{} (temporary files under '{}')",
+                                         isFull && !unknown ? "the disk is full: " : "",
+                                         error.what(), options.temp));
+  }
+  folder.Remove();
+  if (!options.dot.empty()) WriteFile(options.dot, picture);
   ClearProgress();
-  std::fprintf(stderr, "qxtree: %s\n", OneLine(what).c_str());
-  return status;
+  for (const std::string& warning : warnings) Complain(ToLocale(warning), 0);
+  WriteTo(stdout, ToLocale(report));
+  WriteTo(stderr, effort);
 }
 
 // Not before the options are read: their numbers have a full stop, as all that is written.

@@ -43,13 +43,33 @@ std::string Line(const TableColumn& column) {
                      column.isInput ? std::to_string(column.CountBins()) : "", text);
 }
 
-// What one side of a split asks of the column.
-std::string Condition(const Split& split, bool isLeft, const ModelColumn& column) {
+// The rules of a tree. They say where missing cells go only of columns that have some.
+class Rules {
+ public:
+  Rules(const Table& table, const Model& model) : fModel(model) {
+    for (const TableColumn& column : table.columns)
+      if (column.isInput) fMayMiss.push_back(column.missing + column.malformed > 0);
+  }
+
+  // What one side of a split asks of its column.
+  std::string Condition(const Split& split, bool isLeft) const;
+  // What a node predicts.
+  std::string Guess(const Node& node) const;
+  // Adds those from a node on down to its leaves.
+  void Add(std::size_t index, const std::string& indent, std::string& to) const;
+
+ private:
+  const Model& fModel;
+  std::vector<bool> fMayMiss;  // by Model::columns
+};
+
+std::string Rules::Condition(const Split& split, bool isLeft) const {
+  const ModelColumn& column = fModel.columns[split.column];
   const bool hasMissing = split.missingLeft == isLeft;
   if (split.form == Split::Form::Present) return hasMissing ? "is missing" : "is not missing";
   if (split.form == Split::Form::Cut)
     return fmt::format("{} {}{}", isLeft ? "<=" : ">", ValueText(column.kind, split.cut),
-                       hasMissing ? " or missing" : "");
+                       hasMissing && fMayMiss[split.column] ? " or missing" : "");
   std::string names;
   for (std::size_t i = 0; i < std::min(kMostNamed, split.categories.size()); ++i)
     names += fmt::format("{}\"{}\"", i > 0 ? ", " : "", column.categories[split.categories[i]]);
@@ -58,25 +78,23 @@ std::string Condition(const Split& split, bool isLeft, const ModelColumn& column
   return OneLine(fmt::format("{} {{{}}}", hasMissing ? "not in" : "in", names));
 }
 
-// What a node predicts.
-std::string Guess(const Model& model, const Node& node) {
-  if (model.isRegression)
+std::string Rules::Guess(const Node& node) const {
+  if (fModel.isRegression)
     return fmt::format("{} (deviation {}, {} cases)", Number(node.mean, "%.6g"),
                        Number(node.deviation, "%.6g"), Number(node.cases));
   const std::size_t commonest = node.Commonest();
-  return fmt::format("{} ({} of {})", OneLine(model.classes[commonest]),
+  return fmt::format("{} ({} of {})", OneLine(fModel.classes[commonest]),
                      Number(node.classes[commonest]), Number(node.cases));
 }
 
-// Adds the rules from a node on down to its leaves.
-void AddRules(const Model& model, std::size_t index, const std::string& indent, std::string& to) {
-  const Node& node = model.nodes[index];
-  to += (node.left > 0 ? ": " : " => ") + Guess(model, node) + '\n';
+void Rules::Add(std::size_t index, const std::string& indent, std::string& to) const {
+  const Node& node = fModel.nodes[index];
+  to += (node.left > 0 ? ": " : " => ") + Guess(node) + '\n';
   if (node.left == 0) return;
-  const ModelColumn& column = model.columns[node.split.column];
+  const std::string name = OneLine(fModel.columns[node.split.column].name);
   for (const bool isLeft : {true, false}) {
-    to += fmt::format("{}{} {}", indent, OneLine(column.name), Condition(node.split, isLeft, column));
-    AddRules(model, node.left + (isLeft ? 0 : 1), indent + "  ", to);
+    to += fmt::format("{}{} {}", indent, name, Condition(node.split, isLeft));
+    Add(node.left + (isLeft ? 0 : 1), indent + "  ", to);
   }
 }
 
@@ -110,7 +128,7 @@ std::string Report(const Table& table, const Growth& growth) {
   text += fmt::format("records {}, without target {}, without weight {}; cases for training {}\n\nall",
                       table.rows, table.withoutTarget, table.withoutWeight,
                       Number(growth.model.nodes[0].cases));
-  AddRules(growth.model, 0, "  ", text);
+  Rules(table, growth.model).Add(0, "  ", text);
   text += Gains(table, growth.gains);
   if (!growth.confusion.empty()) text += '\n' + growth.confusion;
   return text + '\n' + growth.score;
@@ -136,21 +154,21 @@ std::vector<std::string> Warnings(const Table& table) {
   return warnings;
 }
 
-std::string Picture(const Model& model) {
+std::string Picture(const Table& table, const Model& model) {
+  const Rules rules(table, model);
   std::string text =
       "digraph tree {\n  node [shape=box, style=\"rounded,filled\", fillcolor=white, "
       "fontname=Helvetica];\n  edge [fontname=Helvetica, fontsize=11];\n";
   for (std::size_t i = 0; i < model.nodes.size(); ++i) {
     const Node& node = model.nodes[i];
     const std::string label =
-        node.left == 0 ? Guess(model, node) : OneLine(model.columns[node.split.column].name);
+        node.left == 0 ? rules.Guess(node) : OneLine(model.columns[node.split.column].name);
     text += fmt::format("  {} [label={}{}];\n", i, Quoted(label),
                         node.left == 0 ? ", fillcolor=lightgrey" : "");
     if (node.left == 0) continue;
     for (const bool isLeft : {true, false})
       text += fmt::format("  {} -> {} [label={}];\n", i, node.left + (isLeft ? 0 : 1),
-                          Quoted(' ' + Condition(node.split, isLeft,
-                                                 model.columns[node.split.column])));
+                          Quoted(' ' + rules.Condition(node.split, isLeft)));
   }
   return text + "}\n";
 }

@@ -18,7 +18,7 @@ std::string Report(const Table& table, const Growth& growth);
 std::vector<std::string> Warnings(const Table& table);
 
 // The tree as a graph in the language of Graphviz.
-std::string Picture(const Model& model);
+std::string Picture(const Table& table, const Model& model);
 
 }  // namespace qxtree
 

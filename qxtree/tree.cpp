@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "qxtree/nodes.h"
 #include "qxtree/scan.h"
 #include "qxtree/score.h"
 #include "qxtree/split.h"
@@ -16,14 +17,6 @@ namespace qxtree {
 namespace {
 
 constexpr std::size_t kNodeBytes = 600;  // of a node, besides its sums and categories
-
-// A node that grows.
-struct GrownNode {
-  Sums sums;
-  bool isOpen = false;  // may be split
-  std::size_t left = 0;
-  Candidate best;
-};
 
 class Grower {
  public:
@@ -42,7 +35,7 @@ class Grower {
       FindSplits();
       SplitNodes();
     }
-    Growth growth{MakeModel(), {}, {}, fGains};
+    Growth growth{MakeModel(fTable, fOptions, fImpurity, fNodes), {}, {}, fGains};
     Test(growth);
     return growth;
   }
@@ -193,7 +186,6 @@ class Grower {
     }
   }
 
-  double Mean(const Sums& sums) const { return fTable.center + sums[1] / sums[0]; }
   void Test(Growth& growth) {
     fName = "test";
     MoveRecords();
@@ -217,47 +209,6 @@ class Grower {
     });
     growth.score = score.Line("held-out");
     growth.confusion = score.Table();
-  }
-
-  Model MakeModel() {
-    Model model;
-    model.target = fTable.columns[fTable.target].name;
-    model.isRegression = fTable.isRegression;
-    model.classes = fTable.classes;
-    model.missing = fOptions.missing;
-    std::vector<std::size_t> places(fTable.columns.size());
-    for (std::size_t i = 0; i < fTable.columns.size(); ++i) {
-      TableColumn& column = fTable.columns[i];
-      if (!column.isInput) continue;
-      places[i] = model.columns.size();
-      model.columns.push_back({column.name, column.kind, std::move(column.categories)});
-    }
-    for (GrownNode& grown : fNodes) model.nodes.push_back(MakeNode(grown, places));
-    return model;
-  }
-
-  Node MakeNode(GrownNode& grown, const std::vector<std::size_t>& places) const {
-    Node node;
-    const Sums& sums = grown.sums;
-    node.cases = fImpurity.CasesOf(sums.data());
-    node.left = grown.left;
-    if (fTable.isRegression) {
-      node.mean = Mean(sums);
-      const double impurity = fImpurity.Of(sums.data());
-      if (impurity > fImpurity.LeastImpurity(sums.data())) node.deviation = std::sqrt(impurity / sums[0]);
-    } else {
-      node.classes = std::move(grown.sums);
-    }
-    if (node.left == 0) return node;
-    const Candidate& best = grown.best;
-    node.split.column = places[best.column];
-    node.split.form = best.form;
-    node.split.missingLeft = best.missingLeft;
-    node.split.gain = best.gain;
-    node.split.categories.assign(best.apart.begin(), best.apart.end());
-    if (best.form == Split::Form::Cut)
-      node.split.cut = fTable.columns[best.column].bins.cuts[best.cut];
-    return node;
   }
 
   Table& fTable;
