@@ -21,7 +21,7 @@ import sys
 import tempfile
 from fractions import Fraction
 
-Column = collections.namedtuple("Column", "name kind cells values")
+Column = collections.namedtuple("Column", "name kind cells values options")
 START = datetime.datetime(1582, 10, 14)
 MISSING = ("", "", "NA", "NaN", "nan", "null", "?")
 
@@ -50,14 +50,13 @@ def value_of(kind, cell):
 
 
 def make_column(rng, name, rows):
-    """The column and the options that it needs."""
     form = rng.choice(("number", "number", "date", "text", "text", "junk", "code", "name"))
     style, missing = rng.randrange(5), rng.choice((0, 0.05, 0.4))
     cells = [make_cell(rng, form, style, row) for row in range(rows)]
     cells = [rng.choice(MISSING) if rng.random() < missing else cell for cell in cells]
     kind = {"number": "number", "junk": "number", "date": "date"}.get(form, "text")
-    options = {"junk": ["--number", name], "code": ["--text", name]}.get(form, [])
-    return Column(name, kind, cells, [value_of(kind, cell) for cell in cells]), options
+    options = {"junk": [f"--number={name}"], "code": [f"--text={name}"]}.get(form, [])
+    return Column(name, kind, cells, [value_of(kind, cell) for cell in cells], options)
 
 
 def make_target(rng, columns, rows):
@@ -71,7 +70,7 @@ def make_target(rng, columns, rows):
         for row, value in enumerate(column.values):
             effects[row] += weight * effect[value] ** power
     effects = [effect / (max(effects) + 1e-9) for effect in effects]
-    names = rng.choice((["a", "b"], ["10", "9"], ["x", "b", "\u00e9,"], ["1", "2", "10", "33"], None, None))
+    names = rng.choice((("a", "b"), ("10", "9"), ("x", "b", "\u00e9,"), ("1", "2", "10", "33"), (), ()))
     if names:
         cells = [names[int(effect * len(names))] for effect in effects]
     else:
@@ -86,27 +85,27 @@ class Table:
         rows, self.seed, self.depth = rng.randint(10, 120), rng.randint(1, 2**31 - 2), rng.randint(1, 5)
         self.min_cases, self.min_gain = rng.choice((0.5, 1, 2, 3, 5, 10)), rng.choice((0, 0, 0.01, 0.1))
         self.holdout = rng.choice((0, 0.3, 0.5))
-        self.options = ["--target", "t", "--depth", self.depth, "--min-gain", self.min_gain]
-        self.options += ["--min-cases", self.min_cases, "--holdout", self.holdout, "--seed", self.seed]
-        columns = [make_column(rng, f"x{index}", rows) for index in range(rng.randint(1, 5))]
-        self.columns = [column for column, _ in columns]
+        self.columns = [make_column(rng, f"x{index}", rows) for index in range(rng.randint(1, 5))]
         self.target, options = make_target(rng, self.columns, rows)
-        self.options += sum((options for _, options in columns), options)
         self.is_regression = "--regression" in options
+        self.options = sum((column.options for column in self.columns), ["--target=t"] + options)
+        for key in ("depth", "min_cases", "min_gain", "holdout", "seed"):
+            self.options.append(f"--{key.replace('_', '-')}={getattr(self, key)}")
         whole = all(cell.isdigit() for cell in self.target if cell not in MISSING)
         self.order = float if whole else str.encode  # of classes
-        choices = rng.choice((["1"], ["0", "1", "2", "7"], ["0.25", "1.5", "", "-1", "3"], ["1", "1000000"]))
+        choices = (("1",), ("0", "1", "2", "7"), ("0.25", "1.5", "", "-1", "3"), ("1", "1000000"))
+        choices = rng.choice(choices)
         weights = [rng.choice(choices) for _ in range(rows)]
-        cells = [[column.name] + column.cells for column in self.columns] + [["t"] + self.target]
-        if len(choices) > 1:
-            self.options += ["--weight", "w"]
-            cells.append(["w"] + weights)
+        cells = [[column.name] + column.cells for column in self.columns]
+        cells += [["t"] + self.target, ["w"] + weights]
+        self.options += ["--weight=w" if len(choices) > 1 else "--ignore=w"]
         text = io.StringIO()
         csv.writer(text, lineterminator="\n").writerows(zip(*cells))
         self.text = text.getvalue()
         weights = [Fraction(weight or -1) for weight in weights]
         self.scale = 4  # makes all weights whole numbers; targets take 8
-        self.weights, self.least = [int(weight * self.scale) for weight in weights], self.min_cases * self.scale
+        self.weights = [int(weight * self.scale) for weight in weights]
+        self.least = self.min_cases * self.scale
         usable = [row for row in range(rows) if weights[row] > 0 and self.target[row] not in MISSING]
         self.training = {row for row in usable if not self.is_held_out(row)}
         self.held_out = [row for row in usable if row not in self.training]
@@ -154,19 +153,17 @@ class Table:
         for row in rows:
             groups[column.values[row]].append(row)
         other = self.sums(groups.pop(None, []))
-        groups = {value: self.sums(groups[value]) for value in sorted(groups, key=lambda v: str(v).encode())}
-        if column.kind != "text":
-            groups = dict(sorted(groups.items()))
-        for value in list(groups) if column.kind == "text" else []:
-            if self.cases(groups[value]) < self.least:
-                other = plus(other, groups.pop(value))
-        groups = list(groups.values())
+        is_text = column.kind == "text"
+        groups = [self.sums(groups[value]) for value in sorted(groups, key=str.encode if is_text else None)]
+        for group in [group for group in groups if is_text and self.cases(group) < self.least]:
+            groups.remove(group)
+            other = plus(other, group)
         left, node = [0] * len(other), self.sums(rows)
         lefts = [minus(node, other)]
-        if column.kind == "text" and not self.is_regression and len(self.names) > 2:
+        if is_text and len(self.names) > 2:
             lefts += groups
             groups = by_component(groups)
-        elif column.kind == "text":
+        elif is_text:
             groups.sort(key=lambda group: Fraction(group[1], self.cases(group)))
         for group in groups:
             left = plus(left, group)
@@ -187,12 +184,13 @@ def by_component(groups):
     shares = [[count / sum(group) for count in group] for group in groups]
     mean = [sum(counts) / sum(map(sum, groups)) for counts in zip(*groups)]
     weighted = [(sum(group), minus(share, mean)) for group, share in zip(groups, shares)]
-    matrix = [[sum(n * d[i] * d[j] for n, d in weighted) for j in range(len(mean))] for i in range(len(mean))]
-    for _ in range(20):  # the square of one with trace 1: in the end the greatest eigenvalue alone remains
+    size = range(len(mean))
+    matrix = [[sum(n * d[i] * d[j] for n, d in weighted) for j in size] for i in size]
+    for _ in range(20):  # squares it: in the end the greatest eigenvalue alone remains
         trace = sum(row[i] for i, row in enumerate(matrix))
         if not trace > 1e-12:
             return []
-        matrix = [[sum(a * b for a, b in zip(row, column)) / trace**2 for column in matrix] for row in matrix]
+        matrix = [[sum(a * b for a, b in zip(u, v)) / trace**2 for v in matrix] for u in matrix]
     trace = sum(row[i] for i, row in enumerate(matrix))
     if sum(x * x for row in matrix for x in row) < trace**2 * (1 - 1e-9):
         return []
@@ -223,7 +221,7 @@ class Checker:
             return with_missing
         if "cut" in split:
             return value <= split["cut"]
-        named = split["present"] if "present" in split else column["categories"].index(value) in split["categories"]
+        named = "present" in split or column["categories"].index(value) in split["categories"]
         return with_missing != named
 
     def check_node(self, index, rows, depth):
@@ -244,7 +242,7 @@ class Checker:
         gains = [0 if is_leaf else table.best_gain(column, training) for column in table.columns]
         best, near = max(gains), impurity / 10**9
         if "split" not in node:
-            require(best <= max(near, self.least + near), f"{place}no split, but gain {float(best / scale)}")
+            require(best <= max(near, self.least + near), f"{place}no split, gain {float(best / scale)}")
             self.leaf_of.update(dict.fromkeys(rows, node))
             return
         split = node["split"]
@@ -265,8 +263,8 @@ class Checker:
         """The categories that it names, or its cut and how that is printed."""
         column, ours = self.columns[split["column"]]
         for name in [column["categories"][index] for index in split.get("categories", [])]:
-            cases = self.table.cases(self.table.sums(row for row in training if ours.values[row] == name))
-            require(cases >= self.table.least, f"{place}{name} moves on its own")
+            sums = self.table.sums(row for row in training if ours.values[row] == name)
+            require(self.table.cases(sums) >= self.table.least, f"{place}{name} moves on its own")
         if "cut" not in split:
             return
         cut, known = split["cut"], {ours.values[row] for row in self.table.training} - {None}
@@ -287,9 +285,8 @@ class Checker:
             return require("unknown (no held-out cases)" in line, line)
         if table.is_regression:
             y = [float(table.target[row]) for row in table.held_out]
-            error = mean([(self.leaf_of[row]["mean"] - value) ** 2 for row, value in zip(table.held_out, y)])
-            center = mean(y)
-            variance = mean([(value - center) ** 2 for value in y])
+            error = mean([(self.leaf_of[row]["mean"] - v) ** 2 for row, v in zip(table.held_out, y)])
+            variance = mean([(v - mean(y)) ** 2 for v in y])
             expected = [math.sqrt(error), 1 - error / variance if variance > 0 else None, cases]
         else:
             right = [table.target[row] == self.guess(self.leaf_of[row]) for row in table.held_out]
@@ -305,7 +302,7 @@ class Checker:
 
     def check_predictions(self, lines):
         head = ["prediction"] if self.table.is_regression else ["prediction", "probability"]
-        require(lines[0] == head and len(lines) == len(self.table.target) + 1, f"{len(lines)} lines, {lines[0]}")
+        require(lines[0] == head and len(lines) == len(self.table.target) + 1, f"predictions: {lines[0]}")
         for row, line in enumerate(lines[1:]):
             leaf, number = self.leaf_of[row], float(line[-1])
             if self.table.is_regression:
@@ -321,7 +318,8 @@ def require(is_right, what):
 
 
 def same(what, theirs, ours, share=1e-9, apart=1e-12):
-    require(math.isclose(theirs, ours, rel_tol=share, abs_tol=apart), f"{what}: {theirs} and not {float(ours)}")
+    is_close = math.isclose(theirs, ours, rel_tol=share, abs_tol=apart)
+    require(is_close, f"{what}: {theirs} and not {float(ours)}")
 
 
 def shorter_numbers(cut, low):
@@ -345,7 +343,7 @@ def check(program, seed, folder):
     table = Table(seed)
     data, model = folder / "data.csv", folder / "model.json"
     data.write_text(table.text)
-    command = [program, "--input", data, "--model", model, *map(str, table.options)]
+    command = [program, "--input", data, "--model", model, *table.options]
     environment = dict(os.environ, TMPDIR=str(folder), LC_ALL="C.UTF-8")
     run = lambda command: subprocess.run(command, env=environment, capture_output=True, text=True)
     try:
@@ -359,15 +357,11 @@ def check(program, seed, folder):
         require(predicted.returncode == 0, predicted.stderr)
         checker.check_predictions(list(csv.reader(io.StringIO(predicted.stdout))))
     except (LookupError, ValueError) as error:
-        sys.exit(f"{table.text}\nseed {seed}: {' '.join(map(str, command))}\n{type(error).__name__}: {error}")
-
-
-def main():
-    program, count, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
-    with tempfile.TemporaryDirectory() as folder:
-        for each in range(seed, seed + count):
-            check(program, each, pathlib.Path(folder))
+        sys.exit(f"{table.text}\nseed {seed}: {' '.join(map(str, command))}\n{error!r}")
 
 
 if __name__ == "__main__":
-    main()
+    _, qxtree, count, first = sys.argv
+    with tempfile.TemporaryDirectory() as temp:
+        for each in range(int(first), int(first) + int(count)):
+            check(qxtree, each, pathlib.Path(temp))
