@@ -234,7 +234,7 @@ class Checker:
         near = table.rounding * cases
         if table.is_regression:
             same(place + "cases", node["cases"], cases / table.scale)
-            same(place + "mean", node["mean"], sums[1] / cases / 8)
+            same(place + "mean", node["mean"], sums[1] / cases / 8, 1e-7, 1e-7)
             deviation = math.sqrt(impurity / cases) / 8
             same(place + "deviation", node["deviation"], deviation, 1e-6, math.sqrt(table.rounding) / 8)
         else:
