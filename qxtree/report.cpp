@@ -1,54 +1,83 @@
+#include "qxtree/report.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
+#include <numeric>
 #include <sstream>
 
-#include "qxtree/qxtree.h"
 #include "qxutils/text/localeutil.h"
 
 namespace qxtree {
 namespace {
 
 constexpr char kLine[] = "{:<16} {:<7} {:>8} {:>9} {:>8} {:>5}  {}\n";
-constexpr const char* kKinds[] = {"empty", "number", "date", "text"};
+constexpr const char* kKinds[] = {"number", "date", "text"};
+constexpr std::size_t kMostNamed = 8;  // categories
 
 std::string Number(double value, const char* format = nullptr) {
   return std::isfinite(value) ? qxg_800::Format(value, false, format) : "-";
 }
 
 // A column's line in the table.
-std::string Line(const Column& column) {
-  const qxg_800::QxStatistics& values = column.Statistics();
-  const bool isDate = column.GetKind() == Kind::Date, isText = column.GetKind() == Kind::Text;
-  const double mean = values.GetMean(), deviation = values.GetStDev();
-  const std::string text = fmt::format(
-      "{} to {}, mean {}, deviation {}", column.ValueText(values.GetMinimum()),
-      column.ValueText(values.GetMaximum()), isDate ? column.ValueText(mean) : Number(mean, "%.6g"),
-      isDate ? Number(deviation / 86400, "%.6g") + " days" : Number(deviation, "%.6g"));
-  return fmt::format(kLine, OneLine(column.Name()), kKinds[static_cast<int>(column.GetKind())],
-                     column.CountMissing(), column.CountMalformed(),
-                     column.IsMerged() ? "merged" : std::to_string(column.CountDistinct()),
-                     column.CountBins(), isText || column.CountBins() == 0 ? "" : text);
+std::string Line(const TableColumn& column) {
+  const qxg_800::QxStatistics& values = column.statistics;
+  const bool isDate = column.kind == Kind::Date;
+  std::string text = column.remark;
+  if (column.isInput && column.CountBins() > 0 && column.kind != Kind::Text) {
+    const double mean = values.GetMean(), deviation = values.GetStDev();
+    text = fmt::format(
+        "{} to {}, mean {}, deviation {}", ValueText(column.kind, values.GetMinimum()),
+        ValueText(column.kind, values.GetMaximum()),
+        isDate ? ValueText(column.kind, mean) : Number(mean, "%.6g"),
+        isDate ? Number(deviation / 86400, "%.6g") + " days" : Number(deviation, "%.6g"));
+  }
+  const std::string distinct = !column.isInput    ? ""
+                               : column.isMerged ? "merged"
+                                                 : std::to_string(column.distinct);
+  return fmt::format(kLine, OneLine(column.name),
+                     column.isEmpty ? "empty" : kKinds[static_cast<int>(column.kind)],
+                     column.missing, column.malformed, distinct,
+                     column.isInput ? std::to_string(column.CountBins()) : "", text);
 }
 
-// What one side of a split asks of the column. Of categories those of the lighter side are named,
-// since all that remain go to the heavier one.
-std::string Condition(const Split& split, bool isLeft, const Column& column) {
-  const bool isHeavier = split.isLeft.back() == isLeft;
-  if (column.GetKind() == Kind::Text) {
-    std::string text;
-    for (std::size_t bin = 0; bin < column.CountBins(); ++bin)
-      if (split.isLeft[bin] != split.isLeft.back())
-        text += fmt::format("{}\"{}\"", text.empty() ? "" : ", ", column.BinText(bin));
-    return OneLine(fmt::format("{} {{{}}}", isHeavier ? "not in" : "in", text));
+// What one side of a split asks of the column.
+std::string Condition(const Split& split, bool isLeft, const ModelColumn& column) {
+  const bool hasMissing = split.missingLeft == isLeft;
+  if (split.form == Split::Form::Present) return hasMissing ? "is missing" : "is not missing";
+  if (split.form == Split::Form::Cut)
+    return fmt::format("{} {}{}", isLeft ? "<=" : ">", ValueText(column.kind, split.cut),
+                       hasMissing ? " or missing" : "");
+  std::string names;
+  for (std::size_t i = 0; i < std::min(kMostNamed, split.categories.size()); ++i)
+    names += fmt::format("{}\"{}\"", i > 0 ? ", " : "", column.categories[split.categories[i]]);
+  if (split.categories.size() > kMostNamed)
+    names += fmt::format(" and {} more", split.categories.size() - kMostNamed);
+  return OneLine(fmt::format("{} {{{}}}", hasMissing ? "not in" : "in", names));
+}
+
+// What a node predicts.
+std::string Guess(const Model& model, const Node& node) {
+  if (model.isRegression)
+    return fmt::format("{} (deviation {}, {} cases)", Number(node.mean, "%.6g"),
+                       Number(node.deviation, "%.6g"), Number(node.cases));
+  const std::size_t commonest = node.Commonest();
+  return fmt::format("{} ({} of {})", OneLine(model.classes[commonest]),
+                     Number(node.classes[commonest]), Number(node.cases));
+}
+
+// Adds the rules from a node on down to its leaves.
+void AddRules(const Model& model, std::size_t index, const std::string& indent, std::string& to) {
+  const Node& node = model.nodes[index];
+  to += (node.left > 0 ? ": " : " => ") + Guess(model, node) + '\n';
+  if (node.left == 0) return;
+  const ModelColumn& column = model.columns[node.split.column];
+  for (const bool isLeft : {true, false}) {
+    to += fmt::format("{}{} {}", indent, OneLine(column.name), Condition(node.split, isLeft, column));
+    AddRules(model, node.left + (isLeft ? 0 : 1), indent + "  ", to);
   }
-  const auto right = std::find(split.isLeft.begin(), split.isLeft.end(), false);
-  const auto cut = static_cast<std::size_t>(right - split.isLeft.begin()) - 1;
-  const bool mayMiss = column.CountMissing() + column.CountMalformed() > 0;
-  return fmt::format("{} {}{}", isLeft ? "<=" : ">", column.BinText(cut),
-                     isHeavier && mayMiss ? " or missing" : "");
 }
 
 std::string Quoted(const std::string& text) {
@@ -57,58 +86,73 @@ std::string Quoted(const std::string& text) {
   return stream.str();
 }
 
-// Adds the part of the tree from a node on down to its leaves.
-void AddNode(const Tree& tree, const Dataset& data, std::size_t index, const std::string& indent,
-             Results& to) {
-  const Node& node = tree.nodes[index];
-  const std::size_t commonest = node.Commonest();
-  const std::string guess =
-      fmt::format("{} ({} of {})", OneLine(data.columns[data.target].BinText(commonest)),
-                  Number(node.classes[commonest]), Number(node.Cases()));
-  const Column& column = data.columns[node.split.column];
-  const std::string name = OneLine(column.Name());
-  to.report += (node.left > 0 ? ": " : " => ") + guess + '\n';
-  to.dot += node.left > 0
-                ? fmt::format("  {} [label={}];\n", index, Quoted(name))
-                : fmt::format("  {} [label={}, fillcolor=lightgrey];\n", index, Quoted(guess));
-  if (node.left == 0) return;
-  for (const std::size_t child : {node.left, node.left + 1}) {
-    const std::string condition = Condition(node.split, child == node.left, column);
-    to.report += fmt::format("{}{} {}", indent, name, condition);
-    to.dot += fmt::format("  {} -> {} [label={}];\n", index, child, Quoted(' ' + condition));
-    AddNode(tree, data, child, indent + "  ", to);
-  }
+// The columns that gain something, the greatest share first.
+std::string Gains(const Table& table, const std::vector<double>& gains) {
+  const double total = std::accumulate(gains.begin(), gains.end(), 0.0);
+  std::vector<std::size_t> order;
+  for (std::size_t i = 0; i < gains.size(); ++i)
+    if (gains[i] > 0) order.push_back(i);
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return gains[a] > gains[b]; });
+  std::string text;
+  for (const std::size_t i : order)
+    text += fmt::format("  {:<16} {:6.2f} %\n", OneLine(table.columns[i].name),
+                        100 * gains[i] / total);
+  return text.empty() ? "" : "\ngain by column\n" + text;
 }
 
 }  // namespace
 
-Results Report(const Tree& tree, const Dataset& data) {
-  Results results;
-  results.report = fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct", "bins",
-                               "values of training cases (distinct numbers too)");
-  for (const Column& column : data.columns) results.report += Line(column);
-  results.report += fmt::format(
-      "records {}, without target {}, without weight {}; cases for training {}, held out {}\n\nall",
-      data.rows, data.withoutTarget, data.withoutWeight, Number(tree.nodes[0].Cases()),
-      Number(tree.heldOut));
-  results.dot =
-      "digraph tree {\n  node [shape=box, style=\"rounded,filled\", fillcolor=white, "
-      "fontname=Helvetica];\n  edge [fontname=Helvetica, fontsize=11];\n";
-  AddNode(tree, data, 0, "  ", results);
-  results.dot += "}\n";
-  results.report +=
-      !(tree.heldOut > 0)
-          ? "\nheld-out accuracy unknown (no held-out cases)\n"
-          : fmt::format("\nheld-out accuracy {:.4f} ({} of {} cases), commonest class {:.4f}\n",
-                        tree.correct / tree.heldOut, Number(tree.correct), Number(tree.heldOut),
-                        tree.commonest / tree.heldOut);
-  return results;
+std::string Report(const Table& table, const Growth& growth) {
+  std::string text = fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct", "bins",
+                                 "values of training cases (distinct numbers too)");
+  for (const TableColumn& column : table.columns) text += Line(column);
+  text += fmt::format("records {}, without target {}, without weight {}; cases for training {}\n\nall",
+                      table.rows, table.withoutTarget, table.withoutWeight,
+                      Number(growth.model.nodes[0].cases));
+  AddRules(growth.model, 0, "  ", text);
+  text += Gains(table, growth.gains);
+  if (!growth.confusion.empty()) text += '\n' + growth.confusion;
+  return text + '\n' + growth.score;
 }
 
-std::string OneLine(std::string text) {
-  const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == '\x7f'; };
-  std::replace_if(text.begin(), text.end(), isControl, ' ');
-  return text;
+std::vector<std::string> Warnings(const Table& table) {
+  std::vector<std::string> warnings;
+  for (const TableColumn& column : table.columns) {
+    if (column.isLeftOut)
+      warnings.push_back(fmt::format("column '{}' is left out: {}", column.name, column.remark));
+    if (column.malformed == 0) continue;
+    const bool isText = column.kind == Kind::Text;
+    warnings.push_back(fmt::format(
+        "column '{}': {} of {} cells {}, the first one '{}' in line {}; they are taken as missing ({})",
+        column.name, column.malformed, table.rows,
+        isText                        ? "are not in the locale's code set"
+        : column.kind == Kind::Number ? "are no numbers"
+                                      : "are no dates",
+        column.firstMalformed, column.lineOfMalformed,
+        isText ? "set LC_ALL to the file's locale"
+               : "--text takes the column as texts, --missing tells which texts are meant to be"));
+  }
+  return warnings;
+}
+
+std::string Picture(const Model& model) {
+  std::string text =
+      "digraph tree {\n  node [shape=box, style=\"rounded,filled\", fillcolor=white, "
+      "fontname=Helvetica];\n  edge [fontname=Helvetica, fontsize=11];\n";
+  for (std::size_t i = 0; i < model.nodes.size(); ++i) {
+    const Node& node = model.nodes[i];
+    const std::string label =
+        node.left == 0 ? Guess(model, node) : OneLine(model.columns[node.split.column].name);
+    text += fmt::format("  {} [label={}{}];\n", i, Quoted(label),
+                        node.left == 0 ? ", fillcolor=lightgrey" : "");
+    if (node.left == 0) continue;
+    for (const bool isLeft : {true, false})
+      text += fmt::format("  {} -> {} [label={}];\n", i, node.left + (isLeft ? 0 : 1),
+                          Quoted(' ' + Condition(node.split, isLeft,
+                                                 model.columns[node.split.column])));
+  }
+  return text + "}\n";
 }
 
 }  // namespace qxtree

@@ -1,0 +1,86 @@
+// Groups the values of a column into bins of about equal weight.
+#ifndef QXTREE_BINS_H
+#define QXTREE_BINS_H
+
+#include <cstddef>
+#include <vector>
+
+#include "qxtree/cells.h"
+#include "qxutils/numeric/qxstatistics.h"
+
+namespace qxtree {
+
+// Neighbouring values, of training cases.
+struct Group {
+  double least, greatest;
+  double weight;
+};
+
+// Gathers the distinct values of numbers or dates with their weights, in bounded memory. Weights
+// have to add up without rounding (see Quantum), so that their order does not matter.
+class Distinct {
+ public:
+  static constexpr std::size_t kMost = 65536;  // more values are merged with their neighbours
+
+  void Add(double value, double weight) {
+    fNew.push_back({value, value, weight});
+    if (fIsInOrder) fInOrder.AddValue(value, weight);
+    if (fNew.size() == kMost) Merge();
+  }
+
+  // Instead of single cases: adds all cases of a value at once. At most kMost times.
+  void AddDistinct(double value, double weight) {
+    fIsInOrder = false;
+    if (weight > 0) fNew.push_back({value, value, weight});
+  }
+
+  // To be called after the last value; ascending.
+  const std::vector<Group>& Groups();
+  bool IsMerged() const { return fIsMerged; }
+  // Of the distinct values in ascending order, or of all values in their order when some are
+  // merged.
+  const qxg_800::QxStatistics& Statistics();
+
+ private:
+  void Merge();
+
+  std::vector<Group> fNew, fGroups;
+  bool fIsMerged = false;
+  bool fIsInOrder = true;  // what is added, so far
+  qxg_800::QxStatistics fInOrder{1 | 2 | 4 | 8}, fAscending{1 | 2 | 4 | 8};
+};
+
+// Sorts by the least value. REQUIRES: no NaN (not checked).
+void SortGroups(std::vector<Group>& groups);
+
+// Ascending groups as at most `count` groups of neighbours. A group takes its share of the weight
+// that is left, so that after a heavy value others get groups of their own.
+std::vector<Group> Join(const std::vector<Group>& groups, std::size_t count);
+
+// Where a column of numbers or dates is cut: `cuts[b]` ends bin `b`, and the last bin has no end.
+struct Bins {
+  std::vector<double> cuts;
+  std::vector<Group> groups;  // a bin each
+
+  std::size_t Count() const { return groups.size(); }
+
+  // The number of a finite value's bin.
+  std::size_t Of(double value) const {
+    const double* at = cuts.data();
+    for (std::size_t left = cuts.size(); left > 0;) {
+      const std::size_t half = (left + 1) / 2;
+      const bool isAbove = at[half - 1] < value;
+      at += isAbove ? half : 0;
+      left = isAbove ? left - half : half - 1;
+    }
+    return static_cast<std::size_t>(at - cuts.data());
+  }
+};
+Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count);
+
+// A power of two. Weights that are multiples of it add up to `total` without rounding.
+double Quantum(double total);
+
+}  // namespace qxtree
+
+#endif

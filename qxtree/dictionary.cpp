@@ -1,0 +1,62 @@
+#include "qxtree/dictionary.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace qxtree {
+namespace {
+
+constexpr std::size_t kLeastSlots = 64;
+
+}  // namespace
+
+// What stands in memory while a vector grows is counted too.
+bool Dictionary::Add(std::string_view text, int code) {
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) return false;
+  const std::size_t entries = std::max(kLeastSlots / 2, fEntries.capacity());
+  const std::size_t texts = std::max(entries * 4, fTexts.capacity());
+  const bool isFull = fEntries.size() == fEntries.capacity();
+  const bool isLong = text.size() > fTexts.capacity() - fTexts.size() || fTexts.capacity() < texts;
+  const std::size_t newEntries = isFull ? (fEntries.empty() ? entries : 2 * entries) : entries;
+  const std::size_t newTexts = isLong ? std::max(2 * texts, fTexts.size() + text.size()) : texts;
+  const std::size_t bytes = newEntries * (sizeof(Entry) + 2 * sizeof(Slot)) + newTexts;
+  if (isFull || isLong) {
+    if (bytes > fBytes && !fpShare->Fits(bytes - fBytes)) return false;
+    if (isLong) fTexts.reserve(newTexts);
+    if (isFull) Grow(2 * newEntries);
+    fEntries.reserve(newEntries);
+    fpShare->used += bytes - fBytes;
+    fBytes = bytes;
+  }
+  const Entry entry{fTexts.size(), static_cast<std::uint32_t>(text.size()), code};
+  fTexts.append(text);
+  fEntries.push_back(entry);
+  const std::uint64_t hash = Hash(text);
+  std::size_t at = hash & fMask;
+  while (fSlots[at].entry != 0) at = (at + 1) & fMask;
+  fSlots[at] = {static_cast<std::uint32_t>(hash >> 32), static_cast<std::uint32_t>(Size())};
+  return true;
+}
+
+void Dictionary::Grow(std::size_t slots) {
+  std::vector<Slot> old(slots);
+  fSlots.swap(old);
+  fMask = slots - 1;
+  old = {};
+  for (std::size_t i = 0; i < fEntries.size(); ++i) {
+    const std::uint64_t hash = Hash({fTexts.data() + fEntries[i].start, fEntries[i].bytes});
+    std::size_t at = hash & fMask;
+    while (fSlots[at].entry != 0) at = (at + 1) & fMask;
+    fSlots[at] = {static_cast<std::uint32_t>(hash >> 32), static_cast<std::uint32_t>(i + 1)};
+  }
+}
+
+void Dictionary::Clear() {
+  fSlots = {};
+  fEntries = {};
+  fTexts = {};
+  fpShare->used -= fBytes;
+  fBytes = 0;
+}
+
+}  // namespace qxtree
