@@ -256,7 +256,8 @@ class Checker:
         same(place + "gain", node["gain"], gain / scale, 1e-9, near / scale)
         if table.is_regression or len(table.names) == 2:
             require(gain <= best, place + "no candidate")
-            require(split["column"] <= gains.index(best), place + "not the first column")
+            is_first = split["column"] <= gains.index(best) or best <= near
+            require(is_first, place + "not the first column")
         require(gain >= best - near, f"{place}gain {node['gain']} and not {float(best / scale)}")
         self.check_split(place, split, training)
         require(node["right"] == node["left"] + 1, place + "children")
