@@ -22,9 +22,8 @@ constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
 
 }  // namespace
 
-Column::Column(const std::string& name, std::optional<Kind> kind, const ReadingContext& context,
-               examples::ViewSet& views, int view)
-    : fContext(context), fViews(views), fView(view), fDictionary(context.dictionaries) {
+Column::Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view)
+    : fContext(context), fView(view), fDictionary(context.dictionaries) {
   const auto utf8 = ToUtf8(name);
   if (!utf8)
     throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", name));
@@ -84,7 +83,7 @@ void Column::Decide(Kind kind) {
     return;
   }
   fIsCodedThroughout = fSeen == 0;
-  if (fIsShort) return FreeDictionary();
+  if (fIsShort) return FreeDictionary();  // what is left of it
   fDictionary.ForEach([&](std::string_view text, int) { fBlock.fresh.push_back(*Parse(text)); });
 }
 
@@ -116,6 +115,7 @@ bool Column::AddText(std::string_view cell, int code) {
 
 void Column::FreeDictionary() {
   if (fIsCoded && fBlock.rows > 0) Flush(Block::Form::Words);
+  fIsShort = !fKind;
   fIsCoded = false;
   fIsCodedThroughout = false;
   fDictionary.Clear();
@@ -163,18 +163,14 @@ void Column::Flush(Block::Form form) {
   const bool isNarrow = fNextCode - 1 <= std::numeric_limits<std::uint8_t>::max();
   fBlock.form = form == Block::Form::Words && isNarrow ? Block::Form::Bytes : form;
   const std::string bytes = fBlock.Packed();
-  qxg_800::QxViewBuffer* const buffer = fViews.manager.GetViewBuffer(fView, 1);
+  qxg_800::QxViewBuffer* const buffer = fContext.views->manager.GetViewBuffer(fView, 1);
   for (std::size_t done = 0; done < bytes.size();) {
     // A write that finds the buffer full empties it first.
     const long room = buffer->GetCapacity() - buffer->GetSize();
-    if (room == 0) {
-      if (!fContext.segments.Fits(kSegmentBytes))
-        throw std::runtime_error("memory: too little for so many cells");
-      fContext.segments.used += kSegmentBytes;
-    }
+    if (room == 0) fContext.segmentBytes += kSegmentBytes;
     const auto most = static_cast<std::size_t>(room > 0 ? room : buffer->GetCapacity());
     const int count = static_cast<int>(std::min(most, bytes.size() - done));
-    if (fViews.Write(fView, bytes.data() + done, count) != count)
+    if (fContext.views->Write(fView, bytes.data() + done, count) != count)
       throw qxg_800::QxUtilsException(QxUtils_800::FileWriteError);
     done += static_cast<std::size_t>(count);
   }

@@ -21,9 +21,11 @@ constexpr std::size_t kBlockRows = 2048;        // that are written or read at a
 
 // What the columns of a table share while it is read. All outlive the columns.
 struct ReadingContext {
+  examples::ViewSet* views;  // another one from time to time
   const MissingTexts& missing;
   MemoryShare& dictionaries;
-  MemoryShare& segments;  // what the view set notes of them
+  // What the view set notes of segments. It is the importer's to look at.
+  std::size_t segmentBytes = 0;
   std::size_t blockRows;  // cells that a column collects before it writes them
   // Frees the dictionary of some column of numbers or dates; false when there is none.
   std::function<bool()> freeDictionary;
@@ -38,8 +40,7 @@ struct ReadingContext {
 class Column {
  public:
   // `view` of the set is the column's, with items of one byte. `kind` is decided if there is one.
-  Column(const std::string& name, std::optional<Kind> kind, const ReadingContext& context,
-         examples::ViewSet& views, int view);
+  Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view);
 
   void Take(std::string_view cell, long line) {
     const int code = !fIsCoded       ? Dictionary::kNone
@@ -53,7 +54,7 @@ class Column {
   void Finish();
 
   // Whether it can go on without its dictionary, and what makes it do so.
-  bool IsFreeable() const { return fIsCoded && fKind != Kind::Text && fDictionary.Bytes() > 0; }
+  bool IsFreeable() const { return fKind != Kind::Text && fDictionary.Bytes() > 0; }
   void FreeDictionary();
 
   const std::string& Name() const { return fName; }  // in UTF-8
@@ -84,8 +85,7 @@ class Column {
 
   std::string fName;
   std::optional<Kind> fKind;
-  const ReadingContext& fContext;
-  examples::ViewSet& fViews;
+  ReadingContext& fContext;
   const int fView;
   bool fIsCoded = false;            // cells are looked up
   bool fIsCodedThroughout = true;

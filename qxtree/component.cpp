@@ -11,6 +11,7 @@ namespace {
 // the second component is nearly as long as the first one.
 constexpr double kMostSteps = 5e7;
 constexpr int kLeastTurns = 100, kMostTurns = 20000;
+constexpr double kUnevenness = 0.1, kGoldenRatio = 1.618033988749895;
 constexpr double kConverged = 1e-30;  // square of the change of a turn
 
 using Vector = std::vector<double>;
@@ -48,6 +49,10 @@ std::vector<double> ComponentScores(const std::vector<const double*>& groups, st
     deviate(row);
     if (Dot(deviation, deviation) > Dot(component, component)) component = deviation;
   }
+  // The first component may be at a right angle to a start of some symmetry.
+  const double length = std::sqrt(Dot(component, component));
+  for (std::size_t i = 0; i < classes; ++i)
+    component[i] += kUnevenness * length * std::fmod(kGoldenRatio * static_cast<double>(i), 1);
   const double size = static_cast<double>(groups.size() * classes);
   const double most = std::clamp<double>(kMostSteps / size, kLeastTurns, kMostTurns);
   double change = 1;

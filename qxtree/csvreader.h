@@ -25,10 +25,11 @@ class CsvSink {
 // both. Skips blanks around cells without quotation marks, a UTF-8 byte order mark and lines with
 // nothing in them.
 //
-// Shows the progress. Throws what the sink throws, and Interrupted. Throws std::runtime_error that
-// names the file, and the line (by line feeds) when it is malformed: a quotation mark out of place
-// or never closed (the line on which it stands), too few or too many cells, two columns of one
-// name, a cell of more than 1 MiB, and a file without a header.
+// Shows the progress. Throws what the sink throws, what Input throws, and std::runtime_error that
+// names the file and the line (by line feeds):
+// - A quotation mark is out of place, or never closed: the line on which it stands.
+// - A row has too few or too many cells, or a cell of more than 1 MiB.
+// - There is no header, it takes more than 8 MiB, or two columns have the same name.
 void ReadCsv(const std::string& path, char delimiter, CsvSink& sink);
 
 }  // namespace qxtree

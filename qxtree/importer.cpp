@@ -33,14 +33,24 @@ void Importer::Read() {
     throw std::runtime_error(fmt::format("'{}': no rows after the header", fOptions.input));
   for (const auto& column : fColumns)
     if (column) column->Finish();
+  TakeFiles();
+  fViews.reset();
+}
+
+// Ends the view set, before it has noted too many segments, and begins another one.
+void Importer::TakeFiles() {
+  const int views = static_cast<int>(fInfos.size());
+  for (int view = 0; view < views; ++view) fViews->Close(view);
+  for (int view = 0; view < views; ++view)
+    fFiles[static_cast<std::size_t>(view)].push_back(fViews->TakeFile(view));
   fFolder.Measure();
-  for (const int view : fViewOf)
-    if (view >= 0) fViews->Close(view);
-  fFolder.Measure();
+  fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
+  fContext->views = fViews.get();
+  fContext->segmentBytes = 0;
 }
 
 Stream Importer::TakeStream(std::size_t column) {
-  return {fViews->TakeFile(fViewOf[column]), fFolder.Settings()};
+  return {std::move(fFiles[static_cast<std::size_t>(fViewOf[column])]), fFolder.Settings()};
 }
 
 // At most a quarter of the memory is for the buffers of views and one for dictionaries, an eighth
@@ -55,33 +65,34 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
                                       std::pair(&fOptions.numbers, "number"),
                                       std::pair(&fOptions.ignored, "ignore")})
     for (const std::string& name : *list) Find(name, setting);
-  const auto memory = static_cast<std::size_t>(fOptions.memory);
+  auto memory = static_cast<std::size_t>(fOptions.memory);
   const std::size_t least = kLeastMemory + names.size() * kColumnBytes;
   if (memory < least)
     throw std::runtime_error(
         fmt::format("memory: {} columns need at least {}M", names.size(), (least >> 20) + 1));
+  memory -= names.size() * kColumnBytes;
   fDictionaries.limit = memory / 4;
-  fSegments.limit = memory / 8;
-  const std::size_t rows = memory / 8 / names.size() / (2 * sizeof(double));
-  fContext.reset(new ReadingContext{fMissing, fDictionaries, fSegments,
-                                    std::clamp(rows, kLeastBlock, kBlockRows),
-                                    [this] { return FreeDictionary(); }});
-  std::vector<qxg_800::ViewInfo> infos;
+  fMostSegmentBytes = memory / 8;
   for (std::size_t i = 0; i < names.size(); ++i) {
     const bool isIgnored = Has(fOptions.ignored, names[i]) && i != fTarget && i != fWeight;
-    fViewOf.push_back(isIgnored ? -1 : static_cast<int>(infos.size()));
-    if (!isIgnored) infos.push_back({1, 0});
+    fViewOf.push_back(isIgnored ? -1 : static_cast<int>(fInfos.size()));
+    if (!isIgnored) fInfos.push_back({1, 0});
   }
+  fFiles.resize(fInfos.size());
   const std::size_t buffers = std::max(kEnoughBuffers, names.size() * kEnoughBuffer);
-  fViews = std::make_unique<examples::ViewSet>(static_cast<long>(std::min(memory / 4, buffers)), infos,
-                                               fFolder.Settings());
+  fBuffers = static_cast<long>(std::min(memory / 4, buffers));
+  fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
+  const std::size_t rows = memory / 8 / names.size() / (2 * sizeof(double));
+  fContext.reset(new ReadingContext{fViews.get(), fMissing, fDictionaries, 0,
+                                    std::clamp(rows, kLeastBlock, kBlockRows),
+                                    [this] { return FreeDictionary(); }});
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);
     if (fViewOf[i] < 0) continue;
     std::optional<Kind> kind;
     if (Has(fOptions.texts, names[i])) kind = Kind::Text;
     if (Has(fOptions.numbers, names[i]) || i == fWeight) kind = Kind::Number;
-    fColumns[i] = std::make_unique<Column>(names[i], kind, *fContext, *fViews, fViewOf[i]);
+    fColumns[i] = std::make_unique<Column>(names[i], kind, *fContext, fViewOf[i]);
   }
 }
 

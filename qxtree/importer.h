@@ -39,18 +39,26 @@ class Importer : public CsvSink {
   void TakeCell(std::size_t column, std::string_view cell, long line) override {
     if (fColumns[column]) fColumns[column]->Take(cell, line);
   }
-  void EndRow() override { ++fRows; }
+  void EndRow() override {
+    ++fRows;
+    if (fContext->segmentBytes > fMostSegmentBytes) TakeFiles();
+  }
+  void TakeFiles();
   std::size_t Find(const std::string& name, const char* setting) const;
   bool FreeDictionary();
 
   const Options& fOptions;
   TempFolder& fFolder;
   const MissingTexts fMissing;
-  MemoryShare fDictionaries, fSegments;
+  MemoryShare fDictionaries;
+  std::size_t fMostSegmentBytes = 0;
   std::vector<std::string> fNames;
   std::size_t fTarget = kNone, fWeight = kNone, fRows = 0;
-  std::unique_ptr<examples::ViewSet> fViews;  // a view for each column that is not ignored
-  std::vector<int> fViewOf;
+  std::vector<int> fViewOf;  // each column; -1: it is ignored
+  std::vector<qxg_800::ViewInfo> fInfos;
+  long fBuffers = 0;                          // bytes
+  std::unique_ptr<examples::ViewSet> fViews;
+  std::vector<std::vector<examples::ViewFile>> fFiles;  // by view
   std::unique_ptr<ReadingContext> fContext;
   std::vector<std::unique_ptr<Column>> fColumns;
 };

@@ -3,7 +3,9 @@
 #define QXTREE_PROCESS_H
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "examples/workfolder.h"
 #include "qxutils/host/environmentsettings.h"
@@ -23,12 +25,24 @@ void EndBySignal();
 // Throws Interrupted when there is a mark. Cheap.
 void Poll();
 
-// Shows how far a task has come, as a share from 0 to 1 with the time left, in place of the last
-// one on standard error. Does nothing where that is no terminal, or soon after the last time.
+// Writes all of the text to standard output or standard error. Throws std::system_error, and
+// Interrupted when a signal is the reason.
+void WriteTo(std::FILE* stream, std::string_view text);
+
+// Replaces a file, or makes it. Until all is written, it is another one beside it, and what was
+// there stays. Throws std::system_error.
+void WriteFile(const std::string& path, const std::string& text);
+
+// Shows on standard error how far a task has come, in place of the last progress. `share` is from 0
+// to 1, or negative when it is not known. Does nothing where that is no terminal, or soon after the
+// last time.
 void ShowProgress(const char* task, double share);
 
 // Takes the last progress away.
 void ClearProgress();
+
+// Shows none from here on.
+void StopProgress();
 
 // The most memory, in KiB, that was resident.
 long PeakMemory();

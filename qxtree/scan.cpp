@@ -85,6 +85,7 @@ const Cases& Scan::Next(const Task& task) {
 }
 
 void Scan::End(const Task& task) {
+  if (task.group) task.group->codes.Close();
   if (!task.moves) return;
   fNew->Close();
   fOld = std::move(fNew);

@@ -25,24 +25,29 @@ void Append(std::string& to, const T* data, std::size_t count) {
 
 }  // namespace
 
-Stream::Stream(const Arbex_800::EnvironmentSettings& settings)
-    : fFile(TempFileStorageMgr::instance().getObject(settings)), fpSettings(&settings) {
-  const std::string name =
-      qxg_800::GenerateTempName(settings.GetTempDirectory().c_str(), "qxt", "tmp");
-  Require(fFile && fFile->Open(name, qxg_800::IOBinFile::IOModeWrite, settings.GetCompressionLevel()),
-          QxUtils_800::FileOpenError);
+Stream::Stream(const Arbex_800::EnvironmentSettings& settings) : fpSettings(&settings) {
+  fFiles.emplace_back(TempFileStorageMgr::instance().getObject(settings));
+  Require(fFiles[0] != nullptr, QxUtils_800::FileOpenError);
+  fFiles[0]->SetFileName(
+      qxg_800::GenerateTempName(settings.GetTempDirectory().c_str(), "qxt", "tmp"));
+  Open(0, qxg_800::IOBinFile::IOModeWrite);
 }
 
-Stream::Stream(examples::ViewFile file, const Arbex_800::EnvironmentSettings& settings)
-    : fFile(std::move(file)), fpSettings(&settings) {
-  Require(fFile != nullptr, QxUtils_800::FileOpenError);
+Stream::Stream(std::vector<examples::ViewFile> files, const Arbex_800::EnvironmentSettings& settings)
+    : fFiles(std::move(files)), fpSettings(&settings) {}
+
+void Stream::Open(std::size_t file, int mode) {
+  fCurrent = file;
+  const std::string name = fFiles[file]->GetFileName();
+  Require(fFiles[file]->Open(name, mode, fpSettings->GetCompressionLevel()),
+          QxUtils_800::FileOpenError);
 }
 
 void Stream::Write(const void* data, std::size_t bytes) {
   const char* from = static_cast<const char*>(data);
   while (bytes > 0) {
     const int count = static_cast<int>(std::min(bytes, kMostPerCall));
-    Require(fFile->Write(from, count) == count, QxUtils_800::FileWriteError);
+    Require(fFiles[fCurrent]->Write(from, count) == count, QxUtils_800::FileWriteError);
     from += count;
     bytes -= static_cast<std::size_t>(count);
   }
@@ -50,22 +55,24 @@ void Stream::Write(const void* data, std::size_t bytes) {
 
 void Stream::Rewind() {
   Close();
-  const std::string name = fFile->GetFileName();
-  Require(fFile->Open(name, qxg_800::IOBinFile::IOModeRead, fpSettings->GetCompressionLevel()),
-          QxUtils_800::FileOpenError);
+  Open(0, qxg_800::IOBinFile::IOModeRead);
 }
 
 void Stream::Read(void* data, std::size_t bytes) {
   char* to = static_cast<char*>(data);
   while (bytes > 0) {
-    const int count = static_cast<int>(std::min(bytes, kMostPerCall));
-    Require(fFile->Read(to, count) == count, QxUtils_800::FileReadError);
+    const int most = static_cast<int>(std::min(bytes, kMostPerCall));
+    const int count = fFiles[fCurrent]->Read(to, most);
+    Require(count == most || fCurrent + 1 < fFiles.size(), QxUtils_800::FileReadError);
     to += count;
     bytes -= static_cast<std::size_t>(count);
+    if (count == most) continue;
+    Close();
+    Open(fCurrent + 1, qxg_800::IOBinFile::IOModeRead);
   }
 }
 
-void Stream::Close() { Require(fFile->Close(), QxUtils_800::FileWriteError); }
+void Stream::Close() { Require(fFiles[fCurrent]->Close(), QxUtils_800::FileWriteError); }
 
 std::size_t Block::Bytes() const {
   return fresh.size() * sizeof(double) + values.size() * sizeof(double) + codes.size() * 2 +

@@ -23,8 +23,8 @@ class Stream {
   // A new file in the settings' folder, open for writing; removed with the object. The settings
   // must outlive it.
   explicit Stream(const Arbex_800::EnvironmentSettings& settings);
-  // One that is written already.
-  Stream(examples::ViewFile file, const Arbex_800::EnvironmentSettings& settings);
+  // What is written already, in files one after the other.
+  Stream(std::vector<examples::ViewFile> files, const Arbex_800::EnvironmentSettings& settings);
 
   void Write(const void* data, std::size_t bytes);
   void Rewind();  // to be called before the first Read; ends writing
@@ -32,7 +32,10 @@ class Stream {
   void Close();
 
  private:
-  examples::ViewFile fFile;
+  void Open(std::size_t file, int mode);
+
+  std::vector<examples::ViewFile> fFiles;
+  std::size_t fCurrent = 0;  // of the files
   const Arbex_800::EnvironmentSettings* fpSettings;
 };
 
