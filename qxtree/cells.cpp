@@ -20,8 +20,8 @@ struct Day {
   int month, day;  // from 1
 };
 
-// Days since 14 October 1582 in the Gregorian calendar: with years that begin in March, the leap day
-// is the last one (E. M. Reingold, N. Dershowitz, Calendrical Calculations, 2018).
+// Days since 14 October 1582 in the Gregorian calendar: with years that begin in March, the leap
+// day is the last one (E. M. Reingold, N. Dershowitz, Calendrical Calculations, 2018).
 constexpr long DaysOf(Day day) {
   const long year = day.month > 2 ? day.year : day.year - 1;
   const long month = (day.month + 9) % 12;
@@ -112,7 +112,8 @@ std::optional<double> ParseDate(std::string_view cell) {
   if (cell[4] != '-' || cell[7] != '-' || day.year < 0 || !Exists(day)) return std::nullopt;
   double seconds = SecondsOf(day);
   if (cell.size() == kDateTime) {
-    const int hour = Digits(cell, 11, 2), minute = Digits(cell, 14, 2), second = Digits(cell, 17, 2);
+    const int hour = Digits(cell, 11, 2), minute = Digits(cell, 14, 2),
+              second = Digits(cell, 17, 2);
     const bool isTime = (cell[10] == ' ' || cell[10] == 'T') && cell[13] == ':' && cell[16] == ':';
     if (!isTime || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59)
       return std::nullopt;

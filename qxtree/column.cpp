@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kDecisive = 1000;
 constexpr std::size_t kBlockBytes = 1 << 14;
-constexpr int kFewTexts = 4096;  // before their share of the cells is looked at
+constexpr int kFewTexts = 4096;         // before their share of the cells is looked at
 constexpr std::size_t kMostShown = 40;  // bytes of a malformed cell
 constexpr int kMostCodes = static_cast<int>(kMostCategories) + Block::FirstValue;
 constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
@@ -63,8 +63,7 @@ void Column::TakeUndecided(std::string_view cell, long line) {
     }
     ++fSeen;
   }
-  const std::uint32_t bytes =
-      isMissing ? Block::kMissing : static_cast<std::uint32_t>(cell.size());
+  const std::uint32_t bytes = isMissing ? Block::kMissing : static_cast<std::uint32_t>(cell.size());
   fCounts[Block::Missing] += isMissing;
   fBlock.texts.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
   if (!isMissing) fBlock.texts.append(cell);

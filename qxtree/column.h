@@ -43,7 +43,7 @@ class Column {
   Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view);
 
   void Take(std::string_view cell, long line) {
-    const int code = !fIsCoded       ? Dictionary::kNone
+    const int code = !fIsCoded      ? Dictionary::kNone
                      : cell.empty() ? static_cast<int>(Block::Missing)
                                     : fDictionary.Find(cell);
     if (code == Dictionary::kNone) return TakeSlowly(cell, line);
@@ -87,12 +87,12 @@ class Column {
   std::optional<Kind> fKind;
   ReadingContext& fContext;
   const int fView;
-  bool fIsCoded = false;            // cells are looked up
+  bool fIsCoded = false;  // cells are looked up
   bool fIsCodedThroughout = true;
-  bool fIsShort = false;            // of memory, while undecided
-  std::optional<Kind> fLikely;      // what all cells so far are, while undecided
-  int fSeen = 0;                    // cells that decide
-  long fCoded = 0;                  // cells since it was decided
+  bool fIsShort = false;        // of memory, while undecided
+  std::optional<Kind> fLikely;  // what all cells so far are, while undecided
+  int fSeen = 0;                // cells that decide
+  long fCoded = 0;              // cells since it was decided
   int fNextCode = Block::FirstValue;
   Dictionary fDictionary;
   Block fBlock;

@@ -11,7 +11,8 @@
 namespace qxtree {
 namespace {
 
-// Besides what the budgets below are for: the objects of a column. As much again is the least for them.
+// Besides what the budgets below are for: the objects of a column. As much again is the least for
+// them.
 constexpr std::size_t kColumnBytes = 4096;
 constexpr std::size_t kLeastMemory = 8 << 20;
 constexpr std::size_t kLeastBlock = 16;
@@ -61,9 +62,9 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
   fTarget = Find(fOptions.target, "target");
   if (!fOptions.weight.empty()) fWeight = Find(fOptions.weight, "weight");
   if (fWeight == fTarget) throw UsageError("weight: this column is the target");
-  for (const auto& [list, setting] : {std::pair(&fOptions.texts, "text"),
-                                      std::pair(&fOptions.numbers, "number"),
-                                      std::pair(&fOptions.ignored, "ignore")})
+  for (const auto& [list, setting] :
+       {std::pair(&fOptions.texts, "text"), std::pair(&fOptions.numbers, "number"),
+        std::pair(&fOptions.ignored, "ignore")})
     for (const std::string& name : *list) Find(name, setting);
   auto memory = static_cast<std::size_t>(fOptions.memory);
   const std::size_t least = kLeastMemory + 2 * names.size() * kColumnBytes;
@@ -98,7 +99,8 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
 
 std::size_t Importer::Find(const std::string& name, const char* setting) const {
   const auto found = std::find(fNames.begin(), fNames.end(), name);
-  if (found == fNames.end()) throw UsageError(fmt::format("{}: {}", setting, NoColumn(name, fNames)));
+  if (found == fNames.end())
+    throw UsageError(fmt::format("{}: {}", setting, NoColumn(name, fNames)));
   return static_cast<std::size_t>(found - fNames.begin());
 }
 

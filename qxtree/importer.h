@@ -56,7 +56,7 @@ class Importer : public CsvSink {
   std::size_t fTarget = kNone, fWeight = kNone, fRows = 0;
   std::vector<int> fViewOf;  // each column; -1: it is ignored
   std::vector<qxg_800::ViewInfo> fInfos;
-  long fBuffers = 0;                          // bytes
+  long fBuffers = 0;  // bytes
   std::unique_ptr<examples::ViewSet> fViews;
   std::vector<std::vector<examples::ViewFile>> fFiles;  // by view
   std::unique_ptr<ReadingContext> fContext;

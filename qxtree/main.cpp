@@ -66,7 +66,8 @@ void Train(const Options& options) {
     report = Report(table, growth);
     picture = Picture(table, growth.model);
     warnings = Warnings(table);
-    effort = fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
+    effort =
+        fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
     if (!options.model.empty()) WriteModel(growth.model, options.model);
   } catch (const qxg_800::QxUtilsException& error) {
     std::error_code unknown;

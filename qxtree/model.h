@@ -28,8 +28,8 @@ struct Split {
 };
 
 struct Node {
-  std::vector<double> classes;  // training cases by class; empty in regression
-  double cases = 0;             // all training cases
+  std::vector<double> classes;     // training cases by class; empty in regression
+  double cases = 0;                // all training cases
   double mean = 0, deviation = 0;  // of the target, in regression
   std::size_t left = 0;            // the left child, the right one is the next; 0: a leaf
   Split split;

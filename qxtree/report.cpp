@@ -34,7 +34,7 @@ std::string Line(const TableColumn& column) {
         isDate ? ValueText(column.kind, mean) : Number(mean, "%.6g"),
         isDate ? Number(deviation / 86400, "%.6g") + " days" : Number(deviation, "%.6g"));
   }
-  const std::string distinct = !column.isInput    ? ""
+  const std::string distinct = !column.isInput   ? ""
                                : column.isMerged ? "merged"
                                                  : std::to_string(column.distinct);
   return fmt::format(kLine, OneLine(column.name),
@@ -114,24 +114,24 @@ std::string Gains(const Table& table, const std::vector<double>& gains) {
                    [&](std::size_t a, std::size_t b) { return gains[a] > gains[b]; });
   std::string text;
   for (const std::size_t i : order)
-    text += fmt::format("  {:<16} {:6.2f} %\n", OneLine(table.columns[i].name),
-                        100 * gains[i] / total);
+    text +=
+        fmt::format("  {:<16} {:6.2f} %\n", OneLine(table.columns[i].name), 100 * gains[i] / total);
   return text.empty() ? "" : "\ngain by column\n" + text;
 }
 
 }  // namespace
 
 std::string Report(const Table& table, const Growth& growth) {
-  std::string text = fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct", "bins",
-                                 "values of training cases (distinct numbers too)");
+  std::string text = fmt::format(kLine, "column", "kind", "missing", "malformed", "distinct",
+                                 "bins", "values of training cases (distinct numbers too)");
   for (const TableColumn& column : table.columns) text += Line(column);
-  text += fmt::format("records {}, without target {}, without weight {}; cases for training {}\n\nall",
-                      table.rows, table.withoutTarget, table.withoutWeight,
-                      Number(growth.model.nodes[0].cases));
+  text += fmt::format(
+      "records {}, without target {}, without weight {}; cases for training {}\n\nall", table.rows,
+      table.withoutTarget, table.withoutWeight, Number(growth.model.nodes[0].cases));
   Rules(table, growth.model).Add(0, "  ", text);
   text += Gains(table, growth.gains);
   if (!growth.confusion.empty()) text += '\n' + growth.confusion;
-  return text + '\n' + growth.score;
+  return text + '\n' + growth.score + '\n';
 }
 
 std::vector<std::string> Warnings(const Table& table) {
@@ -142,7 +142,8 @@ std::vector<std::string> Warnings(const Table& table) {
     if (column.malformed == 0) continue;
     const bool isText = column.kind == Kind::Text;
     warnings.push_back(fmt::format(
-        "column '{}': {} of {} cells {}, the first one '{}' in line {}; they are taken as missing ({})",
+        "column '{}': {} of {} cells {}, the first one '{}' in line {}; they are taken as missing "
+        "({})",
         column.name, column.malformed, table.rows,
         isText                        ? "are not in the locale's code set"
         : column.kind == Kind::Number ? "are no numbers"

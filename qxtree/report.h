@@ -10,8 +10,8 @@
 
 namespace qxtree {
 
-// The columns (numbers and dates of the training cases), the rules, the gain of each column, and how
-// the tree does on held-out records.
+// The columns (numbers and dates of the training cases), the rules, the gain of each column, and
+// how the tree does on held-out records.
 std::string Report(const Table& table, const Growth& growth);
 
 // A line for each column with malformed cells and for each one that is left out.

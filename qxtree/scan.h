@@ -17,8 +17,8 @@ namespace qxtree {
 // Where the records of the nodes that were split last go.
 struct Move {
   bool isSplit = false;
-  std::size_t column = 0;            // in Table::columns
-  std::uint32_t left = 0;            // the left child; the right one is the next
+  std::size_t column = 0;             // in Table::columns
+  std::uint32_t left = 0;             // the left child; the right one is the next
   std::vector<unsigned char> isLeft;  // by bin, that of missing cells last
 };
 
@@ -27,8 +27,8 @@ class Counts {
  public:
   // `slots[node - first]` is the place of a node, or kNoSlot.
   static constexpr std::uint32_t kNoSlot = 0xFFFFFFFF;
-  Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn,
-         std::size_t endColumn, std::size_t slots);
+  Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn, std::size_t endColumn,
+         std::size_t slots);
 
   // Bytes of the histograms of a node.
   static std::size_t BytesOf(const Table& table, std::size_t column) {
@@ -65,10 +65,10 @@ class Scan {
   // What a pass is to do. Null: not this.
   struct Task {
     const char* name = "";
-    CodeGroup* group = nullptr;               // whose bins are read
+    CodeGroup* group = nullptr;                // whose bins are read
     const std::vector<Move>* moves = nullptr;  // of the nodes from `firstMove` on
     std::uint32_t firstMove = 0;
-    Counts* counts = nullptr;                        // with `slots`
+    Counts* counts = nullptr;                           // with `slots`
     const std::vector<std::uint32_t>* slots = nullptr;  // of the nodes from `firstSlot` on
     std::uint32_t firstSlot = 0;
   };

@@ -94,7 +94,8 @@ class Search {
     Sums left(fAll.size());
     for (std::size_t count = 1; count < fKnown.size(); ++count) {
       Add(left, Bin(fKnown[count - 1]));
-      TrySides(left, fImpurity.IsRegression() ? rights[count] : Less(fKnownSums, left), Way::Cut, count);
+      TrySides(left, fImpurity.IsRegression() ? rights[count] : Less(fKnownSums, left), Way::Cut,
+               count);
     }
   }
 
@@ -142,9 +143,9 @@ class Search {
     best.column = number;
     best.missingLeft = fOtherLeft;
     best.apart.clear();
-    best.form = fIsText                 ? Split::Form::Categories
+    best.form = fIsText                ? Split::Form::Categories
                 : fWay == Way::Present ? Split::Form::Present
-                                        : Split::Form::Cut;
+                                       : Split::Form::Cut;
     if (best.form == Split::Form::Cut) best.cut = NearestCut(fKnown[fPlace - 1], fKnown[fPlace]);
     for (std::size_t place = 0; fIsText && place < fKnown.size(); ++place)
       if (IsLeft(place) != fOtherLeft)

@@ -44,13 +44,13 @@ class Impurity {
 
 // A split of a node, as far as it is found.
 struct Candidate {
-  double gain = 0;  // 0: there is none
+  double gain = 0;         // 0: there is none
   std::size_t column = 0;  // in Table::columns
   Split::Form form = Split::Form::Cut;
   bool missingLeft = false;
-  std::size_t cut = 0;              // the last bin that goes left
+  std::size_t cut = 0;               // the last bin that goes left
   std::vector<std::uint16_t> apart;  // categories that don't go with the missing, ascending
-  Sums children[2];                 // left and right
+  Sums children[2];                  // left and right
 
   bool GoesLeft(std::size_t bin, std::size_t missing) const;
 };
@@ -63,13 +63,14 @@ struct Histogram {
 
 // Replaces `best` when this column has a better split of the node.
 //
-// Values are cut between bins. Categories with fewer than `minCases` go with the missing. The others
-// are ordered and cut: for two classes by the share of one, for numbers by their mean (Breiman,
-// Friedman, Olshen, Stone, Classification and Regression Trees, 1984), for more classes by the
-// first principal component of their shares (D. Coppersmith, S. J. Hong, J. R. M. Hosking,
+// Values are cut between bins. Categories with fewer than `minCases` go with the missing. The
+// others are ordered and cut: for two classes by the share of one, for numbers by their mean
+// (Breiman, Friedman, Olshen, Stone, Classification and Regression Trees, 1984), for more classes
+// by the first principal component of their shares (D. Coppersmith, S. J. Hong, J. R. M. Hosking,
 // Partitioning Nominal Attributes in Decision Trees, 1999). For more classes each is also held
-// against the rest. What is missing is tried on either side, as T. Chen and C. Guestrin do (XGBoost:
-// A Scalable Tree Boosting System, 2016), and on its own. Of equal gains the first one is taken.
+// against the rest. What is missing is tried on either side, as T. Chen and C. Guestrin do
+// (XGBoost: A Scalable Tree Boosting System, 2016), and on its own. Of equal gains the first one is
+// taken.
 void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
                   const Impurity& impurity, double minCases, Candidate& best);
 

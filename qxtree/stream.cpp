@@ -33,7 +33,8 @@ Stream::Stream(const Arbex_800::EnvironmentSettings& settings) : fpSettings(&set
   Open(0, qxg_800::IOBinFile::IOModeWrite);
 }
 
-Stream::Stream(std::vector<examples::ViewFile> files, const Arbex_800::EnvironmentSettings& settings)
+Stream::Stream(std::vector<examples::ViewFile> files,
+               const Arbex_800::EnvironmentSettings& settings)
     : fFiles(std::move(files)), fpSettings(&settings) {}
 
 void Stream::Open(std::size_t file, int mode) {

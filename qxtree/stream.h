@@ -43,7 +43,7 @@ class Stream {
 // that are new, and a code, a value or a text for each row. So a reader needs no other table.
 struct Block {
   enum class Form : std::uint32_t { Bytes, Words, Values, Texts };  // codes of one or two bytes
-  static constexpr std::uint32_t kMissing = 0xFFFFFFFF;              // in place of a text's length
+  static constexpr std::uint32_t kMissing = 0xFFFFFFFF;             // in place of a text's length
 
   // Codes of what has no value.
   enum : std::uint16_t { Missing, Malformed, FirstValue };
@@ -59,8 +59,8 @@ struct Block {
   std::string Packed() const;
 };
 
-// Reads the cells of one column back in order. A value is a number, seconds, or a category's code in
-// the dictionary less Block::FirstValue; infinity where there is none.
+// Reads the cells of one column back in order. A value is a number, seconds, or a category's code
+// in the dictionary less Block::FirstValue; infinity where there is none.
 class ColumnReader {
  public:
   // Of texts `dictionary` gives the codes. It is not used for other kinds.

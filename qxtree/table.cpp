@@ -72,8 +72,8 @@ class TableMaker {
     } else {
       Distinct distinct;
       AddValues(input.cells, from, distinct);
-      column.bins = MakeBins(column.kind, distinct.Groups(),
-                             static_cast<std::size_t>(fOptions.bins));
+      column.bins =
+          MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
       column.distinct = distinct.Groups().size();
       column.isMerged = distinct.IsMerged();
       column.statistics = distinct.Statistics();
@@ -136,12 +136,14 @@ class TableMaker {
       ShowProgress("bins", static_cast<double>(row) / static_cast<double>(fTable.rows));
       for (std::size_t i = 0; i < fGroup.size(); ++i) {
         const TableColumn& column = fTable.columns[fGroup[i].column];
-        readers[i].Next(rows, bins.data(), [&](double value) { return BinOf(column, fGroup[i], value); });
+        readers[i].Next(rows, bins.data(),
+                        [&](double value) { return BinOf(column, fGroup[i], value); });
         if (group.isWide[i]) {
           group.codes.Write(bins.data(), rows * sizeof bins[0]);
           continue;
         }
-        std::transform(bins.begin(), bins.begin() + static_cast<std::ptrdiff_t>(rows), narrow.begin(),
+        std::transform(bins.begin(), bins.begin() + static_cast<std::ptrdiff_t>(rows),
+                       narrow.begin(),
                        [](std::uint16_t bin) { return static_cast<unsigned char>(bin); });
         group.codes.Write(narrow.data(), rows);
       }

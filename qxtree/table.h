@@ -21,10 +21,10 @@ namespace qxtree {
 struct TableColumn {
   std::string name;
   Kind kind = Kind::Number;
-  bool isEmpty = false;    // no cell but missing ones
-  bool isInput = false;    // may explain the target
-  bool isLeftOut = false;  // though it is not ignored
-  std::string remark;      // why it may not, or what the target is taken as
+  bool isEmpty = false;             // no cell but missing ones
+  bool isInput = false;             // may explain the target
+  bool isLeftOut = false;           // though it is not ignored
+  std::string remark;               // why it may not, or what the target is taken as
   long missing = 0, malformed = 0;  // cells
   std::string firstMalformed;       // as it stands in the file
   long lineOfMalformed = 0;
@@ -83,8 +83,8 @@ struct Table {
 // suffice, a column's name can't be converted, and for a target that does not fit the task.
 Table ReadTable(const Options& options, TempFolder& folder);
 
-// Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G. L.
-// Steele, D. Lea, C. H. Flood, Fast Splittable Pseudorandom Number Generators, 2014).
+// Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G.
+// L. Steele, D. Lea, C. H. Flood, Fast Splittable Pseudorandom Number Generators, 2014).
 inline bool IsHeldOut(const Options& options, std::size_t row) {
   std::uint64_t bits = static_cast<std::uint64_t>(options.seed) + (row + 1) * 0x9E3779B97F4A7C15;
   bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;

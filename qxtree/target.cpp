@@ -72,20 +72,22 @@ class TargetReader {
   void Count() {
     const std::size_t most = IsOpen() ? kFewClasses : kMostCategories;
     const auto itself = [](double value) { return value; };
-    ForEachBlock(itself, itself, [&](std::size_t rows, const double* values, const double* weights) {
-      for (std::size_t i = 0; i < rows; ++i) {
-        const bool hasTarget = std::isfinite(values[i]);
-        const bool hasWeight = std::isfinite(weights[i]) && weights[i] >= 0;
-        fTable.withoutTarget += !hasTarget;
-        fTable.withoutWeight += !hasWeight;
-        if (!hasTarget || !hasWeight) continue;
-        fTotal += weights[i];
-        fSum += weights[i] * values[i];
-        if (!fAreClasses || fColumn.kind == Kind::Text) continue;
-        fClasses[values[i]] += weights[i];
-        fAreClasses = fClasses.size() <= most && !(IsOpen() && values[i] != std::floor(values[i]));
-      }
-    });
+    ForEachBlock(
+        itself, itself, [&](std::size_t rows, const double* values, const double* weights) {
+          for (std::size_t i = 0; i < rows; ++i) {
+            const bool hasTarget = std::isfinite(values[i]);
+            const bool hasWeight = std::isfinite(weights[i]) && weights[i] >= 0;
+            fTable.withoutTarget += !hasTarget;
+            fTable.withoutWeight += !hasWeight;
+            if (!hasTarget || !hasWeight) continue;
+            fTotal += weights[i];
+            fSum += weights[i] * values[i];
+            if (!fAreClasses || fColumn.kind == Kind::Text) continue;
+            fClasses[values[i]] += weights[i];
+            fAreClasses =
+                fClasses.size() <= most && !(IsOpen() && values[i] != std::floor(values[i]));
+          }
+        });
   }
 
   void Settle() {
@@ -143,10 +145,10 @@ class TargetReader {
   Stream fTargets;
   std::optional<Stream> fWeights;
   bool fAreClasses = false;
-  double fTotal = 0, fSum = 0;      // cases; times the target
-  qxg_800::ValueWeights fClasses;   // of numbers and dates, while they may be classes
-  std::vector<double> fValues;      // the same, ascending
-  Categories fCategories;           // of texts
+  double fTotal = 0, fSum = 0;     // cases; times the target
+  qxg_800::ValueWeights fClasses;  // of numbers and dates, while they may be classes
+  std::vector<double> fValues;     // the same, ascending
+  Categories fCategories;          // of texts
 };
 
 }  // namespace
@@ -171,8 +173,7 @@ Categories SortCategories(const Dictionary& dictionary) {
   return categories;
 }
 
-CasesReader::CasesReader(Table& table, const Options& options)
-    : fTable(table), fOptions(options) {
+CasesReader::CasesReader(Table& table, const Options& options) : fTable(table), fOptions(options) {
   fTable.cases.Rewind();
 }
 

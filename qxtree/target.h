@@ -11,9 +11,9 @@
 
 namespace qxtree {
 
-// Fills in what the table says of its target and writes `table.cases`. Texts, and few distinct whole
-// numbers, are classes unless the options decide. Weights are rounded so that they add up without
-// further rounding, whatever the order. Throws as ReadTable does.
+// Fills in what the table says of its target and writes `table.cases`. Texts, and few distinct
+// whole numbers, are classes unless the options decide. Weights are rounded so that they add up
+// without further rounding, whatever the order. Throws as ReadTable does.
 void ReadTarget(Importer& importer, const Options& options, Table& table);
 
 // The texts of a column in the order of their bytes, in UTF-8; and by code the place of each.

@@ -78,10 +78,10 @@ class Grower {
 
   void CheckMemory() const {
     if (fBytes > fMemory)
-      throw std::runtime_error(
-          fmt::format("memory: the tree's {} nodes and more need at least {}M; a lesser depth or more "
-                      "min-cases need less",
-                      fNodes.size(), (fBytes >> 20) * 4 + 8));
+      throw std::runtime_error(fmt::format(
+          "memory: the tree's {} nodes and more need at least {}M; a lesser depth or more "
+          "min-cases need less",
+          fNodes.size(), (fBytes >> 20) * 4 + 8));
   }
 
   bool HasOpen() const {
@@ -119,7 +119,8 @@ class Grower {
     for (std::size_t node = fFirst; node < fNodes.size(); ++node)
       if (fNodes[node].isOpen) open.push_back(node);
     for (CodeGroup& group : fTable.groups)
-      for (std::size_t column = 0; column < group.columns.size();) column = CountTurn(group, column, open);
+      for (std::size_t column = 0; column < group.columns.size();)
+        column = CountTurn(group, column, open);
   }
 
   // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
@@ -133,9 +134,10 @@ class Grower {
     }
     const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
     for (std::size_t start = 0; start < open.size(); start += nodes)
-      CountNodes(group, first, end,
-                 {open.begin() + static_cast<std::ptrdiff_t>(start),
-                  open.begin() + static_cast<std::ptrdiff_t>(std::min(start + nodes, open.size()))});
+      CountNodes(
+          group, first, end,
+          {open.begin() + static_cast<std::ptrdiff_t>(start),
+           open.begin() + static_cast<std::ptrdiff_t>(std::min(start + nodes, open.size()))});
     return end;
   }
 

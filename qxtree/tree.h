@@ -19,15 +19,18 @@ struct Growth {
   std::vector<double> gains;  // by column of the table: of the splits by it
 };
 
-// One pass over the table a level: it moves the records to their nodes and counts them by bin. Where
-// there are more columns or nodes than fit, there are several. The node of each record lies on disk.
+// One pass over the table a level: it moves the records to their nodes and counts them by bin.
+// Where there are more columns or nodes than fit, there are several. The node of each record lies
+// on disk.
 //
 // Splits are found as ImproveSplit says; of equal gains the first column is taken. A split needs
 // `options.minGain` of the root's impurity.
 //
-// `settings` name the folder for temporary files. Throws Interrupted and what streams throw. Throws std::runtime_error when there are no training
-// cases, and when the nodes do not fit into the memory.
-Growth GrowTree(Table& table, const Options& options, const Arbex_800::EnvironmentSettings& settings);
+// `settings` name the folder for temporary files. Throws Interrupted and what streams throw. Throws
+// std::runtime_error when there are no training cases, and when the nodes do not fit into the
+// memory.
+Growth GrowTree(Table& table, const Options& options,
+                const Arbex_800::EnvironmentSettings& settings);
 
 }  // namespace qxtree
 
