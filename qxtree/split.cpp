@@ -87,9 +87,9 @@ class Search {
   // the rounding of large sums into small ones. Cases add up exactly.
   void TryCuts() {
     std::vector<Sums> rights(fImpurity.IsRegression() ? fKnown.size() + 1 : 1, Sums(fAll.size()));
-    for (std::size_t place = rights.size() - 1; place-- > 0;) {
-      rights[place] = rights[place + 1];
-      Add(rights[place], Bin(fKnown[place]));
+    for (std::size_t place = rights.size(); --place > 0;) {
+      rights[place - 1] = rights[place];
+      Add(rights[place - 1], Bin(fKnown[place - 1]));
     }
     Sums left(fAll.size());
     for (std::size_t count = 1; count < fKnown.size(); ++count) {

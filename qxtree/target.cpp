@@ -19,8 +19,7 @@ using Task = Options::Task;
 class TargetReader {
  public:
   TargetReader(Importer& importer, const Options& options, Table& table)
-      : fImporter(importer),
-        fOptions(options),
+      : fOptions(options),
         fTable(table),
         fColumn(table.columns[table.target]),
         fpSource(importer.Get(table.target)),
@@ -137,7 +136,6 @@ class TargetReader {
     });
   }
 
-  Importer& fImporter;
   const Options& fOptions;
   Table& fTable;
   TableColumn& fColumn;
