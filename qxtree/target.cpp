@@ -162,7 +162,7 @@ Categories SortCategories(const Dictionary& dictionary) {
   });
   std::sort(texts.begin(), texts.end());
   Categories categories;
-  categories.placeOf.resize(texts.size());
+  categories.placeOf.resize(dictionary.Size());  // of texts that are missing, too
   for (auto& [text, code] : texts) {
     categories.placeOf[static_cast<std::size_t>(code)] =
         static_cast<std::uint16_t>(categories.texts.size());
