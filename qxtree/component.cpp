@@ -7,8 +7,8 @@
 namespace qxtree {
 namespace {
 
-// Turns of the power method: as many as it takes where there is time for them, since it is slow
-// when the second component is nearly as long as the first one.
+// Turns of the power method: as many as it takes where there is time for them. It is slow when the
+// second component is nearly as long as the first one.
 constexpr double kMostSteps = 5e7;
 constexpr int kLeastTurns = 100, kMostTurns = 20000;
 constexpr double kUnevenness = 0.1, kGoldenRatio = 1.618033988749895;

@@ -54,8 +54,8 @@ Stream Importer::TakeStream(std::size_t column) {
   return {std::move(fFiles[static_cast<std::size_t>(fViewOf[column])]), fFolder.Settings()};
 }
 
-// At most a quarter of the memory is for the buffers of views and one for dictionaries, an eighth
-// each for blocks and for what the view set notes of its segments. The texts of columns of texts
+// At most a quarter of the memory is for the buffers of views and one for dictionaries. An eighth
+// is for blocks, and one for what the view set notes of its segments. The texts of columns of texts
 // stay, as categories: they take half as much again.
 void Importer::TakeHeader(const std::vector<std::string>& names) {
   fNames = names;

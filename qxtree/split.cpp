@@ -83,7 +83,7 @@ class Search {
     fKnown = std::move(bins);
   }
 
-  // Of numbers, sums of what is on the right are added up from the right: differences would bring
+  // Of numbers, sums of what is on the right are added up from the right. Differences would bring
   // the rounding of large sums into small ones. Cases add up exactly.
   void TryCuts() {
     std::vector<Sums> rights(fImpurity.IsRegression() ? fKnown.size() + 1 : 1, Sums(fAll.size()));
