@@ -157,13 +157,13 @@ class Search {
       Add(best.children[best.GoesLeft(bin, fHistogram.bins - 1) ? 0 : 1], Bin(bin));
   }
 
-  // Between two bins there may be some that are empty here.
+  // Between two bins there may be some that are empty here: of the cuts around them the middle one.
   std::size_t NearestCut(std::size_t left, std::size_t right) const {
-    const Bins& bins = fColumn.bins;
-    const double middle = bins.groups[left].greatest / 2 + bins.groups[right].least / 2;
+    const std::vector<double>& cuts = fColumn.bins.cuts;
+    const double middle = cuts[left] / 2 + cuts[right - 1] / 2;
     std::size_t nearest = left;
     for (std::size_t bin = left; bin < right; ++bin)
-      if (std::abs(bins.cuts[bin] - middle) < std::abs(bins.cuts[nearest] - middle)) nearest = bin;
+      if (std::abs(cuts[bin] - middle) < std::abs(cuts[nearest] - middle)) nearest = bin;
     return nearest;
   }
 
