@@ -13,7 +13,8 @@
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kColumnsPerGroup = 32;  // so many files are open at once
+constexpr std::size_t kColumnsPerGroup = 32;     // so many files are open at once
+constexpr std::size_t kUsualCutBytes = 255 * 8;  // among what is reserved for each column
 
 class TableMaker {
  public:
@@ -75,10 +76,12 @@ class TableMaker {
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
       fCutBytes += column.bins.cuts.capacity() * sizeof(double);
-      if (fCutBytes > static_cast<std::size_t>(fOptions.memory) / 8)
-        throw std::runtime_error(fmt::format("memory: bins of {} columns and more need at least {}M",
-                                             fTable.groups.size() * kColumnsPerGroup + fGroup.size(),
-                                             fCutBytes / (1 << 20) * 8 + 8));
+      if (fCutBytes >
+          static_cast<std::size_t>(fOptions.memory) / 8 + fTable.columns.size() * kUsualCutBytes)
+        throw std::runtime_error(
+            fmt::format("memory: bins of {} columns and more need at least {}M",
+                        fTable.groups.size() * kColumnsPerGroup + fGroup.size(),
+                        fCutBytes / (1 << 20) * 8 + 8));
       column.distinct = distinct.Groups().size();
       column.isMerged = distinct.IsMerged();
       column.statistics = distinct.Statistics();
