@@ -78,9 +78,9 @@ bool ValueWeights::Has(std::size_t place, double value) const {
          At(place).value == value;
 }
 
-// Whether Insert needs memory.
+// Whether Insert needs memory, where there is a leaf.
 bool ValueWeights::IsFullAt(std::size_t place) const {
-  return place >= End() || fLeaves[place / kStride].size() == fLeaves[place / kStride].capacity();
+  return fLeaves[place / kStride].size() == fLeaves[place / kStride].capacity();
 }
 
 // The first leaf gets room for 1, 3, 7, ... 255 records. The heap adds 16 bytes to each block, so
