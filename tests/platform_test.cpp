@@ -113,6 +113,11 @@ TEST(Platform, NewFilesArePrivateAndToldFromOthersInAFolderThatStaysTheSame) {
   EXPECT_EQ(fixed("x") + fixed(""), "x") << "nothing else leads there";
   fs::current_path("/");
   EXPECT_STREQ(QxUtilsException(nullptr).what(), "");
+  using namespace QxUtils_800;  // whose texts hosts compare with
+  EXPECT_EQ(std::string(FileWriteError) + ", " + FileOpenError,
+            "Error writing to file, Error opening file");
+  EXPECT_EQ(std::string(FileSeekError) + ", " + FileReadError,
+            "Error seeking in file, Error reading from file");
 }
 
 TEST(Platform, NothingIsOpenedWhereAStandardDescriptorCannotBeHeld) {
@@ -198,20 +203,30 @@ TEST(Platform, NothingIsOpenedOnAStandardDescriptorThatTheHostTouchesMeanwhile) 
   close(output);
 }
 
+TEST(Platform, AFolderThatFailsIsGivenUpAfterAThousandNames) {
+  TrapSystemCalls();
+  faults = {Faults::kCalls, 1, EIO, -1};
+  Numbers();
+  EXPECT_EQ(std::exchange(faults, {}).count, 1001) << "looks for a file";
+}
+
 // The host puts another folder in place of the one that has just been looked at.
 TEST(Platform, AFolderThatTheHostReplacesMeanwhileIsNotFixed) {
   TrapSystemCalls();
   const TempFolder folder;
-  fs::current_path(folder.path);
-  fs::create_directory("x");
-  std::string fixed = "x";
-  meanwhile = [looks = 0](long call) mutable {
-    if (call != SYS_newfstatat || ++looks != 2) return;
-    fs::rename("x", "y");
-    fs::create_directory("x");
-  };
-  EXPECT_TRUE(FixFolder(fixed) && fixed == "x");
-  meanwhile = nullptr;
+  const std::string x = folder / "x";
+  for (const std::string given : {"x", ""}) {
+    fs::create_directories(x);
+    fs::current_path(given.empty() ? x : folder.path);
+    meanwhile = [&, looks = 0](long call) mutable {
+      if (call != SYS_newfstatat || ++looks != 2) return;
+      fs::rename(x, folder / ("y" + given));
+      fs::create_directory(x);
+    };
+    std::string fixed = given;
+    EXPECT_TRUE(FixFolder(fixed) && fixed == given) << fixed;
+    meanwhile = nullptr;
+  }
   fs::current_path("/");
 }
 
