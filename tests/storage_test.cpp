@@ -84,6 +84,18 @@ TEST(Storage, BadInputAndReuseOfAFile) {
   faults = {Faults::kCalls, 1};
   EXPECT_FALSE(file.Open(b, IOBinFile::IOModeWrite, Level(0))) << "a close that fails";
   EXPECT_FALSE(fs::exists(b)) << "nothing is opened then";
+  faults = {};
+  auto set = std::make_unique<ViewSet>(0, std::vector<ViewInfo>{{8, 0}}, folder.settings);
+  meanwhile = [opens = 0](long call) mutable {
+    if (call == SYS_openat && ++opens == 3) faults = {Faults::kCalls, 1, EMFILE};
+  };
+  EXPECT_EQ(TextOf([&] { set->Close(0); }), QxUtils_800::FileOpenError) << "of the view file";
+  meanwhile = nullptr;
+  faults = {};
+  const std::string others = GenerateTempName(folder.path.c_str(), "qxf", "tmp");
+  std::ofstream(others).flush();  // may even get the inode of the file that was removed
+  set.reset();
+  EXPECT_TRUE(fs::exists(others));
 }
 
 TEST(StorageManager, RegistersClonesOrGivesNull) {
