@@ -86,16 +86,18 @@ TEST(Storage, BadInputAndReuseOfAFile) {
   EXPECT_FALSE(fs::exists(b)) << "nothing is opened then";
   faults = {};
   auto set = std::make_unique<ViewSet>(0, std::vector<ViewInfo>{{8, 0}}, folder.settings);
-  meanwhile = [opens = 0](long call) mutable {
-    if (call == SYS_openat && ++opens == 3) faults = {Faults::kCalls, 1, EMFILE};
+  const std::string view = GenerateTempName(folder.path.c_str(), "qxf", "tmp");
+  meanwhile = [&, opens = 0](long call) mutable {
+    if (call != SYS_openat || ++opens != 3) return;
+    fs::create_hard_link(view, b);
+    faults = {Faults::kCalls, 1, EMFILE};
   };
   EXPECT_EQ(TextOf([&] { set->Close(0); }), QxUtils_800::FileOpenError) << "of the view file";
   meanwhile = nullptr;
   faults = {};
-  const std::string others = GenerateTempName(folder.path.c_str(), "qxf", "tmp");
-  std::ofstream(others).flush();  // may even get the inode of the file that was removed
+  fs::rename(b, view);
   set.reset();
-  EXPECT_TRUE(fs::exists(others));
+  EXPECT_TRUE(fs::exists(view)) << "once it is removed, what has its name is the host's";
 }
 
 TEST(StorageManager, RegistersClonesOrGivesNull) {
