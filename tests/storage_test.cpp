@@ -80,6 +80,10 @@ TEST(Storage, BadInputAndReuseOfAFile) {
   EXPECT_EQ(folder.Open(), 0) << "an Open that fails leaves it closed";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));
   EXPECT_EQ(fs::file_size(a), 0U);
+  const std::string longName(999, 'x');
+  faults = {Faults::kMemory, 1};
+  EXPECT_NE(TextOf([&] { file.Open(longName, IOBinFile::IOModeWrite, Level(0)); }), "");
+  EXPECT_EQ(folder.Open(), 1) << "its bytes are not lost by a close that nobody sees";
   TrapSystemCalls();
   faults = {Faults::kCalls, 1};
   EXPECT_FALSE(file.Open(b, IOBinFile::IOModeWrite, Level(0))) << "a close that fails";
