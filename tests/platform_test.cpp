@@ -189,6 +189,22 @@ TEST(Platform, NothingIsOpenedOnAStandardDescriptorThatTheHostTouchesMeanwhile) 
   meanwhile = [&](long call) { call == SYS_openat ? close1() : void(); };
   const int error = file.Open(path, IOBinFile::IOModeRead, Level(0)) ? 0 : errno;
   meanwhile = nullptr;
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit few{STDERR_FILENO + 1, limit.rlim_max};  // one above 2 is not to be had
+  meanwhile = [&](long call) {
+    if (call == SYS_openat) close1(), setrlimit(RLIMIT_NOFILE, &few);
+  };
+  const bool isOpen = OpenAboveStandard(path.c_str(), 0, 0) != -1;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  put1();
+  const bool isNewOpen = OpenAboveStandard((path + "2").c_str(), O_CREAT | O_EXCL, 0) != -1;
+  meanwhile = nullptr;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  put1();
+  EXPECT_FALSE(isOpen || isNewOpen || fs::exists(path + "2"));
+  EXPECT_TRUE(fs::exists(path)) << "was there before";
+  close1();
   auto first = std::make_unique<StandardDescriptors>();
   auto second = std::make_unique<StandardDescriptors>();
   first.reset();
