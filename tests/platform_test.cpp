@@ -191,7 +191,7 @@ TEST(Platform, NothingIsOpenedOnAStandardDescriptorThatTheHostTouchesMeanwhile) 
   meanwhile = nullptr;
   rlimit limit;
   getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit few{STDERR_FILENO + 1, limit.rlim_max};  // one above 2 is not to be had
+  const rlimit few{STDERR_FILENO + 1, limit.rlim_max};  // none above 2 is free
   meanwhile = [&](long call) {
     if (call == SYS_openat) close1(), setrlimit(RLIMIT_NOFILE, &few);
   };
