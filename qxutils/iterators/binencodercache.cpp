@@ -78,10 +78,9 @@ bool ValueWeights::Has(std::size_t place, double value) const {
          At(place).value == value;
 }
 
-// Whether Insert needs memory. A vector may have more room than it was asked for, and is split all
-// the same.
+// Whether Insert needs memory, where there is a leaf. A vector may have more room than it was asked
+// for, and is split all the same.
 bool ValueWeights::IsFullAt(std::size_t place) const {
-  if (place >= End()) return true;
   const Leaf& records = fLeaves[place / kStride];
   return records.size() >= std::min(records.capacity(), std::size_t{kLeafSize});
 }
