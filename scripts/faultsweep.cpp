@@ -118,6 +118,12 @@ static std::string Convert(Scene&) {
 
 // Each object stays as it was where it can't be changed.
 static std::string ChangeObjects(Scene&) {
+  std::optional<Pause> setUp(std::in_place);
+  ValueWeights many;
+  for (int value = 0; value < 300; ++value) many[value] = 1;
+  ValueWeights copy(many);  // without room in its second leaf
+  for (int value = 0; value < 400; ++value) many[value] = 2;
+  setUp.reset();
   double rec[] = {1, 2};
   BinEncoderCache cache, other;
   QxStatistics statistics(2);
@@ -127,13 +133,16 @@ static std::string ChangeObjects(Scene&) {
     cache = other;
     statistics = QxStatistics(15);
     array = CharArray(4);
+    copy = many;
   });
   const Pause pause;
   const auto hasRecord = [](BinEncoderCache& each) {
     return std::unique_ptr<Arbex_800::ADoubleRecordIterator>(each.createIterator())->HasMore() == 0;
   };
-  const bool isLong = array.GetNumElements() == 4 && array.AsPChar();
-  return std::string(hasRecord(other) + hasRecord(cache) + statistics.HasMean() + isLong, 'x');
+  const bool isLong = array.GetNumElements() == 4 && array.AsPChar(), isCopied = copy.size() == 400;
+  if ((*copy.begin()).weight != (isCopied ? 2 : 1)) return "wrong";
+  const int steps = hasRecord(other) + hasRecord(cache) + statistics.HasMean() + isLong + isCopied;
+  return std::string(steps, 'x');
 }
 
 struct Operation {

@@ -6,6 +6,8 @@
 #include <csignal>
 
 #include "qxutils/config/qxconfigfile.h"
+#include "qxutils/platform/descriptors.h"
+#include "qxutils/platform/platformspecs_internal.h"
 #include "qxutils/platform/tempfile.h"
 #include "qxutils/storage/iobinfile.h"
 #include "qxutils/text/localeutil.h"
@@ -38,6 +40,15 @@ TEST(Platform, NamesAreMadeOfTheirPartsAndPassOverWhatStands) {
   CreateTempSubDirectory(folder.path);
   CreateTempSubDirectory(folder.path);
   EXPECT_EQ(folder.Entries().size(), 6U);
+  std::string counted;
+  const auto takenMeanwhile = [&](const char* name) {
+    if (!counted.empty()) return true;
+    std::ofstream(name).flush();
+    counted = GenerateTempName(folder.path.c_str(), "m", nullptr);
+    errno = EEXIST;
+    return false;
+  };
+  EXPECT_EQ(MakeUnderNewName(folder.path.c_str(), "m", nullptr, "", takenMeanwhile), counted);
 }
 
 TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
@@ -48,6 +59,7 @@ TEST(Platform, FoldersAreTestedMadeAndRemovedAndFilesOpened) {
   for (const int file : files) EXPECT_EQ(write(file, "text", 4), file == files[2] ? -1 : 4);
   char text[9] = "";
   EXPECT_EQ(read(files[2], text, sizeof text), 8);
+  EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
   for (const int file : files) close(file);
   EXPECT_TRUE(IsValidDirectory(folder.path));
   for (const std::string& bad : {path, folder / "missing", std::string()})
@@ -101,6 +113,11 @@ TEST(Platform, NewFilesArePrivateAndToldFromOthersInAFolderThatStaysTheSame) {
   EXPECT_EQ(fixed("x") + fixed(""), "x") << "nothing else leads there";
   fs::current_path("/");
   EXPECT_STREQ(QxUtilsException(nullptr).what(), "");
+  using namespace QxUtils_800;  // whose texts hosts compare with
+  EXPECT_EQ(std::string(FileWriteError) + ", " + FileOpenError,
+            "Error writing to file, Error opening file");
+  EXPECT_EQ(std::string(FileSeekError) + ", " + FileReadError,
+            "Error seeking in file, Error reading from file");
 }
 
 TEST(Platform, NothingIsOpenedWhereAStandardDescriptorCannotBeHeld) {
@@ -114,18 +131,119 @@ TEST(Platform, NothingIsOpenedWhereAStandardDescriptorCannotBeHeld) {
       {"IOBinFile",
        [&] { return IOBinFile(folder.settings).Open(path, IOBinFile::IOModeRead, Level(0)); }}};
   for (const auto& [name, opens] : openers) {
-    for (const bool fails : {false, true}) {
-      const int output = dup(STDOUT_FILENO);
-      close(STDOUT_FILENO);
+    for (const int state : {0, 1, 2, 3, 4, 5}) {
+      const int standard = state / 2, other = dup(standard);
+      const bool fails = state % 2 == 1;
+      close(standard);
       if (fails) faults = {Faults::kCalls, 1};
       const bool isOpen = opens();
       faults = {};
-      const bool isFree = fcntl(STDOUT_FILENO, F_GETFD) == -1;
-      dup2(output, STDOUT_FILENO);
-      close(output);
-      EXPECT_TRUE(isFree && isOpen != fails) << name << (fails ? " fails" : "");
+      const bool isFree = fcntl(standard, F_GETFD) == -1;
+      dup2(other, standard);
+      close(other);
+      EXPECT_TRUE(isFree && isOpen != fails) << name << standard << (fails ? " fails" : "");
     }
   }
+}
+
+// Between the library's look at descriptors 0 to 2 and its open, a host closes one of them or puts
+// its own there.
+TEST(Platform, NothingIsOpenedOnAStandardDescriptorThatTheHostTouchesMeanwhile) {
+  TrapSystemCalls();
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  std::ofstream(path).flush();
+  const int output = dup(STDOUT_FILENO), next = dup(output);
+  close(next);
+  const auto close1 = [] { close(STDOUT_FILENO); };
+  const auto put1 = [&] { dup2(output, STDOUT_FILENO); };
+  const auto isOpen1 = [] { return fcntl(STDOUT_FILENO, F_GETFD) != -1; };
+  IOBinFile file(folder.settings);
+  int descriptor = -1;
+  const std::pair<std::function<void()>, int> openers[] = {
+      {[&] { descriptor = OpenFile(path, "rb"); }, 100},
+      {[&] { descriptor = OpenAboveStandard(path.c_str(), O_CLOEXEC, 0); }, 1},
+      {[&] { file.Open(path, IOBinFile::IOModeRead, Level(10)); }, 1}};
+  // Where it is closed before, the first open is to hold it and the second one is that of the file.
+  const struct {
+    bool isOpenBefore;
+    int number;
+    bool puts;
+  } cases[] = {{true, 1, false}, {false, 1, true}, {false, 2, true}, {false, 2, false}};
+  for (const auto& [opens, count] : openers) {
+    for (const auto& [isOpenBefore, number, puts] : cases) {
+      if (!isOpenBefore) close1();
+      meanwhile = [&, left = number, isPut = puts](long call) mutable {
+        if (call == SYS_openat && --left == 0) isPut ? put1() : close1();
+      };
+      opens();
+      meanwhile = nullptr;
+      const bool isOpenAfter = isOpen1();
+      put1();
+      EXPECT_EQ(folder.Open(), count) << isOpenBefore << number << puts;
+      EXPECT_EQ(isOpenAfter, puts) << isOpenBefore << number;
+      close(std::exchange(descriptor, -1));
+      EXPECT_TRUE(file.Close());
+    }
+  }
+  meanwhile = [&](long call) { call == SYS_openat ? close1() : void(); };
+  const int error = file.Open(path, IOBinFile::IOModeRead, Level(0)) ? 0 : errno;
+  meanwhile = nullptr;
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit few{STDERR_FILENO + 1, limit.rlim_max};  // none above 2 is free
+  meanwhile = [&](long call) {
+    if (call == SYS_openat) close1(), setrlimit(RLIMIT_NOFILE, &few);
+  };
+  const bool isOpen = OpenAboveStandard(path.c_str(), 0, 0) != -1;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  put1();
+  const bool isNewOpen = OpenAboveStandard((path + "2").c_str(), O_CREAT | O_EXCL, 0) != -1;
+  meanwhile = nullptr;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  put1();
+  EXPECT_FALSE(isOpen || isNewOpen || fs::exists(path + "2"));
+  EXPECT_TRUE(fs::exists(path)) << "was there before";
+  close1();
+  auto first = std::make_unique<StandardDescriptors>();
+  auto second = std::make_unique<StandardDescriptors>();
+  first.reset();
+  const bool isHeld = isOpen1();
+  second.reset();
+  const bool isFree = !isOpen1();
+  put1();
+  EXPECT_TRUE(error == EBADF && folder.Open() == 0) << "a host that closes it each time";
+  EXPECT_TRUE(isHeld && isFree) << "until the last one is gone";
+  EXPECT_EQ(dup(output), next) << "nothing stays open";
+  close(next);
+  close(output);
+}
+
+TEST(Platform, AFolderThatFailsIsGivenUpAfterAThousandNames) {
+  TrapSystemCalls();
+  faults = {Faults::kCalls, 1, EIO, -1};
+  Numbers();
+  EXPECT_EQ(std::exchange(faults, {}).count, 1001) << "looks for a file";
+}
+
+// The host puts another folder in place of the one that has just been looked at.
+TEST(Platform, AFolderThatTheHostReplacesMeanwhileIsNotFixed) {
+  TrapSystemCalls();
+  const TempFolder folder;
+  const std::string x = folder / "x";
+  for (const std::string given : {"x", ""}) {
+    fs::create_directories(x);
+    fs::current_path(given.empty() ? x : folder.path);
+    meanwhile = [&, looks = 0](long call) mutable {
+      if (call != SYS_newfstatat || ++looks != 2) return;
+      fs::rename(x, folder / ("y" + given));
+      fs::create_directory(x);
+    };
+    std::string fixed = given;
+    EXPECT_TRUE(FixFolder(fixed) && fixed == given) << fixed;
+    meanwhile = nullptr;
+  }
+  fs::current_path("/");
 }
 
 // What no call may change.

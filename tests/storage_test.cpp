@@ -80,10 +80,28 @@ TEST(Storage, BadInputAndReuseOfAFile) {
   EXPECT_EQ(folder.Open(), 0) << "an Open that fails leaves it closed";
   ASSERT_TRUE(file.Open(a, IOBinFile::IOModeWrite, Level(0)));
   EXPECT_EQ(fs::file_size(a), 0U);
+  const std::string longName(999, 'x');
+  faults = {Faults::kMemory, 1};
+  EXPECT_NE(TextOf([&] { file.Open(longName, IOBinFile::IOModeWrite, Level(0)); }), "");
+  EXPECT_EQ(folder.Open(), 1) << "its bytes are not lost by a close that nobody sees";
   TrapSystemCalls();
   faults = {Faults::kCalls, 1};
   EXPECT_FALSE(file.Open(b, IOBinFile::IOModeWrite, Level(0))) << "a close that fails";
   EXPECT_FALSE(fs::exists(b)) << "nothing is opened then";
+  faults = {};
+  auto set = std::make_unique<ViewSet>(0, std::vector<ViewInfo>{{8, 0}}, folder.settings);
+  const std::string view = GenerateTempName(folder.path.c_str(), "qxf", "tmp");
+  meanwhile = [&, opens = 0](long call) mutable {
+    if (call != SYS_openat || ++opens != 3) return;
+    fs::create_hard_link(view, b);
+    faults = {Faults::kCalls, 1, EMFILE};
+  };
+  EXPECT_EQ(TextOf([&] { set->Close(0); }), QxUtils_800::FileOpenError) << "of the view file";
+  meanwhile = nullptr;
+  faults = {};
+  fs::rename(b, view);
+  set.reset();
+  EXPECT_TRUE(fs::exists(view)) << "once it is removed, what has its name is the host's";
 }
 
 TEST(StorageManager, RegistersClonesOrGivesNull) {

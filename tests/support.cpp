@@ -44,6 +44,11 @@ static const auto call = reinterpret_cast<decltype(&syscall)>(dlsym(RTLD_NEXT, "
 
 static long Result(const greg_t* args, const void* address) {
   const long number = args[REG_RAX];
+  if (meanwhile && IsOfTheCLibrary(address)) {
+    const auto act = std::exchange(meanwhile, nullptr);
+    act(number);
+    meanwhile = act;
+  }
   const bool isTransfer = (number == SYS_read || number == SYS_write) && args[REG_RDX] > 1;
   const bool fails = faults.kind == Faults::kCalls && IsOfTheCLibrary(address) &&
                      (faults.error != 0 || isTransfer) && faults.Hit(Faults::kCalls, number);

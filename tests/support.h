@@ -55,6 +55,9 @@ inline thread_local long blocks = 0;         // of memory, allocated and not yet
 inline thread_local long heapBytes = 0;      // that they take
 inline thread_local long mostHeapBytes = 0;  // that they have taken
 
+// What the host does right before a system call of this thread, given the call's number.
+inline thread_local std::function<void(long call)> meanwhile;
+
 // From here on system calls of this thread can be made to fail, those within the C library too.
 void TrapSystemCalls();
 const char* NameOf(long call);

@@ -57,6 +57,8 @@ TEST(Dates, AgreeWithTheCLibrarysCalendar) {
   }
   EXPECT_EQ(FormatRulesDate(-0.0, true), "14-OCT-1582 00:00:00");
   EXPECT_EQ(FormatRulesDate(265621680000.0, true), "01-JAN-10000 00:00:00");
+  const double eightyThousandYears = 200 * 146097 * 86400.0;
+  EXPECT_EQ(FormatRulesDate(265621680000.0 + eightyThousandYears, true), "01-JAN-90000 00:00:00");
   for (const int direction : {FE_UPWARD, FE_TONEAREST}) {
     std::fesetround(direction);
     const std::string last = FormatRulesDate(67767988452911992.0, true);  // its day may be no day

@@ -52,7 +52,14 @@ TEST(ViewSet, NeverTouchesFilesOfOthers) {
   const mode_t mask = umask(0);
   fs::current_path(folder.path);
   ViewSet set(0, {{8, 0}}, settings);
+  const std::string deep = folder / std::string(100, 'd');
+  fs::create_directory(deep);
+  fs::current_path(deep);
+  std::string dots;
+  while (dots.size() < 4060) dots += "./";  // room for a file's name, not for the folder before it
+  EXPECT_EQ(TextOf([&] { ViewSet(0, {}, EnvironmentSettings(dots)); }), QxUtils_800::FileOpenError);
   fs::current_path(before);
+  EXPECT_TRUE(fs::remove(deep)) << "it is empty";
   EXPECT_TRUE(set.Close(0)) << "a relative folder is that of the beginning";
   umask(mask);
   EXPECT_EQ(fs::file_size(precious), 8U);
@@ -65,4 +72,10 @@ TEST(ViewSet, NeverTouchesFilesOfOthers) {
   Engine engine(folder.path);
   ViewSet(0, {{8, 0}}, engine.settings).Close(0);
   EXPECT_EQ(folder.Entries().size(), 2U) << "an engine's files are the engine's";
+  const std::string shared = GenerateTempName(folder.path.c_str(), "qxfBIG", "tmp");
+  ViewSet last(0, {{8, 0}}, folder.settings);
+  EXPECT_TRUE(fs::remove(shared));
+  std::ofstream(shared) << "precious";
+  EXPECT_EQ(TextOf([&] { last.Close(0); }), QxUtils_800::FileOpenError);
+  EXPECT_EQ(fs::file_size(shared), 8U) << "another file of that name";
 }

@@ -78,9 +78,11 @@ bool ValueWeights::Has(std::size_t place, double value) const {
          At(place).value == value;
 }
 
-// Whether Insert needs memory.
+// Whether Insert needs memory, where there is a leaf. A vector may have more room than it was asked
+// for, and is split all the same.
 bool ValueWeights::IsFullAt(std::size_t place) const {
-  return place >= End() || fLeaves[place / kStride].size() == fLeaves[place / kStride].capacity();
+  const Leaf& records = fLeaves[place / kStride];
+  return records.size() >= std::min(records.capacity(), std::size_t{kLeafSize});
 }
 
 // The first leaf gets room for 1, 3, 7, ... 255 records. The heap adds 16 bytes to each block, so

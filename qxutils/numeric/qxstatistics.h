@@ -14,8 +14,9 @@ namespace qxg_800 {
 //
 // Neither values nor weights are checked, so leave missing values out:
 // - NaN leaves minimum and maximum alone. It makes mean and standard deviation NaN.
-// - An infinite value makes the standard deviation NaN. So do deviations whose squares a double
-//   can't hold. Negative weights may do so, too.
+// - An infinite value makes the standard deviation NaN. Negative weights may do so, too.
+// - Where a double can't hold the square of a deviation, or their weighted sum, the standard
+//   deviation is infinite or NaN. So is the mean where a double can't hold the weighted sum.
 // - A total weight of 0 after a value leaves mean and standard deviation not finite for good. A
 //   first value of weight 0 is such a case.
 //

@@ -50,7 +50,8 @@ class QXUTILS_EXPORT Randomizer {
   // frequency when `p` is NaN.
   //
   // A `p` outside 0 to 1 is not checked. The limit is negative then, and the expected count of any
-  // frequency above it is selected. That may be more than the frequency, negative or NaN.
+  // frequency above it is selected. That may be more than the frequency, negative or NaN. An
+  // infinite frequency is not checked either. Its expected count is infinite or NaN.
   double GetRandomFreq(double freq);
 
  private:

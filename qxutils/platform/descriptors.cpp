@@ -78,6 +78,7 @@ int OpenAboveStandard(const char* path, int flags, unsigned mode) {
   const int above = fcntl(descriptor, isInherited ? F_DUPFD : F_DUPFD_CLOEXEC, kStandard);
   const int error = errno;
   close(descriptor);
+  if (above < 0 && (flags & O_EXCL) != 0) unlink(path);  // it was created here
   errno = error;
   return above;
 }

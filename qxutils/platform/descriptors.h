@@ -32,7 +32,8 @@ class StandardDescriptors {
 // Whether `descriptor` is one of 0 to 2.
 bool IsStandard(int descriptor);
 
-// Calls open() and returns a descriptor above 2, which the caller owns, or -1 with errno set.
+// Calls open() and returns a descriptor above 2, which the caller owns. On failure returns -1, with
+// errno set. No file is left then that the call has created with O_EXCL.
 int OpenAboveStandard(const char* path, int flags, unsigned mode);
 
 }  // namespace qxg_800

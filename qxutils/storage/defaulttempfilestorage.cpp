@@ -32,15 +32,14 @@ int NimbTempFileStorage::Read(char* data, int length) {
 int NimbTempFileStorage::Write(const char* data, int length) {
   if (fIsFile) return fpFile ? fpFile->Write(data, length) : 0;
   // No other class is ever held here, so a direct call replaces a second virtual one.
-  auto* view = static_cast<IOBinVirtualFile*>(fpVirtualFile.get());
-  return view ? view->Write(data, length) : 0;
+  return static_cast<IOBinVirtualFile*>(fpVirtualFile.get())->Write(data, length);
 }
 
 bool NimbTempFileStorage::Seek(long position) { return fpFile && fpFile->Seek(position); }
 
 bool NimbTempFileStorage::Close() {
   if (fIsFile) return fpFile && fpFile->Close();
-  return fpVirtualFile && fpVirtualFile->Close();
+  return fpVirtualFile->Close();
 }
 
 void NimbTempFileStorage::Remove() {

@@ -48,6 +48,8 @@ class QXUTILS_EXPORT IOBinFile : public IOBinFileWriter {
   //
   // Returns false, with the object closed, when the name is empty or the file can't be opened. In
   // the latter case errno is that of the system.
+  //
+  // When std::bad_alloc is thrown, nothing has changed.
   bool Open(const std::string& name, IOModeFile mode,
             Arbex_800::EnvironmentSettings::CompressionLevel level);
 

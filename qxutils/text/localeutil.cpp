@@ -190,10 +190,9 @@ std::string FormatRulesDate(double value, bool asDate) {
   int day = 0, month = 0, year = 0, hours = 0, minutes = 0;
   long days = 0;
   double seconds = 0.0;
-  if (!asDate || !vexaConvertVEXADate(&day, &month, &year, value) ||
-      !vexaConvertVEXATime(&days, &hours, &minutes, &seconds, value)) {
+  if (!asDate || !vexaConvertVEXADate(&day, &month, &year, value))
     return Format(value, false, nullptr);
-  }
+  vexaConvertVEXATime(&days, &hours, &minutes, &seconds, value);  // of a date, so it succeeds
   char text[kDateBytes];
   char* end = PutDate(text, day, month, year);
   *end++ = ' ';

@@ -5,9 +5,7 @@
 
 #include <cstddef>
 #include <cstring>
-#include <limits>
 #include <memory>
-#include <new>
 
 namespace xmlu_800 {
 namespace {
@@ -54,8 +52,7 @@ class Converter {
   void Convert(const std::string& in, std::string& out) const {
     if (!IsOpen(fDescriptor)) return out.clear();
     std::size_t inLeft = in.size();
-    if (inLeft > std::numeric_limits<std::size_t>::max() / kBytesPerByte) throw std::bad_alloc();
-    std::size_t outLeft = kBytesPerByte * inLeft;
+    std::size_t outLeft = kBytesPerByte * inLeft;             // addresses have fewer than 62 bits
     const std::unique_ptr<char[]> buffer(new char[outLeft]);  // make_unique would clear it
     char* from = const_cast<char*>(in.data());                // iconv does not write to it
     char* to = buffer.get();

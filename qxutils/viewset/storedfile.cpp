@@ -33,11 +33,6 @@ StoredFile::StoredFile(const Settings& settings)
 
 StoredFile::~StoredFile() { Remove(); }
 
-StoredFile::StoredFile(StoredFile&& other) noexcept
-    : fpStorage(std::move(other.fpStorage)),
-      fExists(std::exchange(other.fExists, false)),
-      fId(other.fId) {}
-
 StoredFile& StoredFile::operator=(StoredFile&& other) noexcept {
   std::swap(fpStorage, other.fpStorage);
   std::swap(fExists, other.fExists);

@@ -33,7 +33,6 @@ class QXUTILS_EXPORT StoredFile {
   // Removes the file.
   QXUTILS_LOCAL ~StoredFile();
 
-  QXUTILS_LOCAL StoredFile(StoredFile&& other) noexcept;
   QXUTILS_LOCAL StoredFile& operator=(StoredFile&& other) noexcept;
 
   QXUTILS_LOCAL TempFileStorage* operator->() const { return fpStorage.get(); }
