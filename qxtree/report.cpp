@@ -131,7 +131,7 @@ std::string Report(const Table& table, const Growth& growth) {
   Rules(table, growth.model).Add(0, "  ", text);
   text += Gains(table, growth.gains);
   if (!growth.confusion.empty()) text += '\n' + growth.confusion;
-  return text + '\n' + growth.score + '\n';
+  return text + '\n' + growth.score;
 }
 
 std::vector<std::string> Warnings(const Table& table) {
