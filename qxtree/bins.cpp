@@ -101,10 +101,12 @@ const qxg_800::QxStatistics& Distinct::Statistics() {
 }
 
 Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count) {
+  const std::vector<Group> joined = Join(groups, count);
   Bins bins;
-  bins.groups = Join(groups, count);
-  for (std::size_t bin = 0; bin + 1 < bins.groups.size(); ++bin)
-    bins.cuts.push_back(CutBetween(kind, bins.groups[bin].greatest, bins.groups[bin + 1].least));
+  bins.isEmpty = joined.empty();
+  if (!bins.isEmpty) bins.cuts.reserve(joined.size() - 1);
+  for (std::size_t bin = 0; bin + 1 < joined.size(); ++bin)
+    bins.cuts.push_back(CutBetween(kind, joined[bin].greatest, joined[bin + 1].least));
   return bins;
 }
 

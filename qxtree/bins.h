@@ -60,9 +60,9 @@ std::vector<Group> Join(const std::vector<Group>& groups, std::size_t count);
 // Where a column of numbers or dates is cut: `cuts[b]` ends bin `b`, and the last bin has no end.
 struct Bins {
   std::vector<double> cuts;
-  std::vector<Group> groups;  // a bin each
+  bool isEmpty = true;  // there is no bin
 
-  std::size_t Count() const { return groups.size(); }
+  std::size_t Count() const { return isEmpty ? 0 : cuts.size() + 1; }
 
   // The number of a finite value's bin.
   std::size_t Of(double value) const {

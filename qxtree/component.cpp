@@ -7,8 +7,8 @@
 namespace qxtree {
 namespace {
 
-// Turns of the power method: as many as it takes where there is time for them, since it is slow
-// when the second component is nearly as long as the first one.
+// Turns of the power method: as many as it takes where there is time for them. It is slow when the
+// second component is nearly as long as the first one.
 constexpr double kMostSteps = 5e7;
 constexpr int kLeastTurns = 100, kMostTurns = 20000;
 constexpr double kUnevenness = 0.1, kGoldenRatio = 1.618033988749895;
@@ -53,7 +53,7 @@ std::vector<double> ComponentScores(const std::vector<const double*>& groups, st
   const double length = std::sqrt(Dot(component, component));
   for (std::size_t i = 0; i < classes; ++i)
     component[i] += kUnevenness * length * std::fmod(kGoldenRatio * static_cast<double>(i), 1);
-  const auto size = static_cast<double>(groups.size() * classes);
+  const auto size = static_cast<double>(std::max<std::size_t>(1, groups.size() * classes));
   const double most = std::clamp<double>(kMostSteps / size, kLeastTurns, kMostTurns);
   double change = 1;
   for (int turn = 0; turn < most && change > kConverged && Normalize(component); ++turn) {

@@ -41,10 +41,14 @@ void Importer::Read() {
 // Ends the view set, before it has noted too many segments, and begins another one.
 void Importer::TakeFiles() {
   const int views = static_cast<int>(fInfos.size());
-  for (int view = 0; view < views; ++view) fViews->Close(view);
+  for (int view = 0; view + 1 < views; ++view) fViews->Close(view);
+  const std::size_t before = fFolder.Measure();  // the files of earlier sets, and the shared one
+  fViews->Close(views - 1);
   for (int view = 0; view < views; ++view)
     fFiles[static_cast<std::size_t>(view)].push_back(fViews->TakeFile(view));
-  fFolder.Measure();
+  // In the end of the last close the shared file and those of the views were there at once.
+  const std::size_t after = fFolder.Measure();
+  fFolder.Note(before + after - std::exchange(fFileBytes, after));
   fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
   fContext->views = fViews.get();
   fContext->segmentBytes = 0;
@@ -54,8 +58,8 @@ Stream Importer::TakeStream(std::size_t column) {
   return {std::move(fFiles[static_cast<std::size_t>(fViewOf[column])]), fFolder.Settings()};
 }
 
-// At most a quarter of the memory is for the buffers of views and one for dictionaries, an eighth
-// each for blocks and for what the view set notes of its segments. The texts of columns of texts
+// At most a quarter of the memory is for the buffers of views and one for dictionaries. An eighth
+// is for blocks, and one for what the view set notes of its segments. The texts of columns of texts
 // stay, as categories: they take half as much again.
 void Importer::TakeHeader(const std::vector<std::string>& names) {
   fNames = names;

@@ -59,6 +59,7 @@ class Importer : public CsvSink {
   long fBuffers = 0;  // bytes
   std::unique_ptr<examples::ViewSet> fViews;
   std::vector<std::vector<examples::ViewFile>> fFiles;  // by view
+  std::size_t fFileBytes = 0;
   std::unique_ptr<ReadingContext> fContext;
   std::vector<std::unique_ptr<Column>> fColumns;
 };

@@ -162,14 +162,15 @@ std::string OneLine(std::string text) {
 
 TempFolder::TempFolder(const std::string& parent) : fFolder(Swept(parent)) {}
 
-void TempFolder::Measure() {
+std::size_t TempFolder::Measure() {
   std::size_t bytes = 0;
   std::error_code ignored;  // what can't be measured is no reason to end
   for (fs::directory_iterator at(fFolder.Path(), ignored), end; at != end; at.increment(ignored)) {
     const std::uintmax_t size = at->file_size(ignored);
     if (!ignored) bytes += size;
   }
-  fMostBytes = std::max(fMostBytes, bytes);
+  Note(bytes);
+  return bytes;
 }
 
 }  // namespace qxtree

@@ -2,6 +2,7 @@
 #ifndef QXTREE_PROCESS_H
 #define QXTREE_PROCESS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -63,8 +64,10 @@ class TempFolder {
   // Settings with this folder, an absolute path without links, as the temporary one.
   const Arbex_800::EnvironmentSettings& Settings() const { return fSettings; }
 
-  // Looks up the sizes of all files that are there now, and keeps the greatest sum.
-  void Measure();
+  // Looks up the sizes of all files that are there now, and returns their sum.
+  std::size_t Measure();
+  // Files of so many bytes were there at once. The greatest sum is kept.
+  void Note(std::size_t bytes) { fMostBytes = std::max(fMostBytes, bytes); }
   std::size_t MostBytes() const { return fMostBytes; }
 
  private:

@@ -111,8 +111,9 @@ std::size_t Scan::BinOf(const CodeGroup& group, std::size_t column, std::size_t 
 // Children are not split yet, so that no record moves twice.
 void Scan::MoveRecords(const Task& task, std::size_t rows) {
   for (std::size_t row = 0; row < rows; ++row) {
+    if (fNodes[row] < task.firstMove) continue;
     const std::size_t number = fNodes[row] - task.firstMove;
-    if (fNodes[row] < task.firstMove || number >= task.moves->size()) continue;
+    if (number >= task.moves->size()) continue;
     const Move& move = (*task.moves)[number];
     if (!move.isSplit || fPlaces[move.column] == kNoPlace) continue;
     const std::size_t bin = BinOf(*task.group, fPlaces[move.column], row);
@@ -125,8 +126,9 @@ void Scan::Count(const Task& task, const Cases& cases) {
   fChosen.clear();
   for (std::size_t row = 0; row < cases.rows; ++row) {
     if (cases.isHeldOut[row] || !(cases.weights[row] > 0)) continue;
+    if (fNodes[row] < task.firstSlot) continue;
     const std::size_t number = fNodes[row] - task.firstSlot;
-    if (fNodes[row] < task.firstSlot || number >= task.slots->size()) continue;
+    if (number >= task.slots->size()) continue;
     const std::uint32_t slot = (*task.slots)[number];
     if (slot == Counts::kNoSlot) continue;
     fChosen.push_back({static_cast<std::uint32_t>(row), slot, cases.weights[row]});

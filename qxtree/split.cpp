@@ -83,13 +83,13 @@ class Search {
     fKnown = std::move(bins);
   }
 
-  // Of numbers, sums of what is on the right are added up from the right: differences would bring
+  // Of numbers, sums of what is on the right are added up from the right. Differences would bring
   // the rounding of large sums into small ones. Cases add up exactly.
   void TryCuts() {
     std::vector<Sums> rights(fImpurity.IsRegression() ? fKnown.size() + 1 : 1, Sums(fAll.size()));
-    for (std::size_t place = rights.size() - 1; place-- > 0;) {
-      rights[place] = rights[place + 1];
-      Add(rights[place], Bin(fKnown[place]));
+    for (std::size_t place = rights.size(); --place > 0;) {
+      rights[place - 1] = rights[place];
+      Add(rights[place - 1], Bin(fKnown[place - 1]));
     }
     Sums left(fAll.size());
     for (std::size_t count = 1; count < fKnown.size(); ++count) {
@@ -157,13 +157,13 @@ class Search {
       Add(best.children[best.GoesLeft(bin, fHistogram.bins - 1) ? 0 : 1], Bin(bin));
   }
 
-  // Between two bins there may be some that are empty here.
+  // Between two bins there may be some that are empty here: of the cuts around them the middle one.
   std::size_t NearestCut(std::size_t left, std::size_t right) const {
-    const Bins& bins = fColumn.bins;
-    const double middle = bins.groups[left].greatest / 2 + bins.groups[right].least / 2;
+    const std::vector<double>& cuts = fColumn.bins.cuts;
+    const double middle = cuts[left] / 2 + cuts[right - 1] / 2;
     std::size_t nearest = left;
     for (std::size_t bin = left; bin < right; ++bin)
-      if (std::abs(bins.cuts[bin] - middle) < std::abs(bins.cuts[nearest] - middle)) nearest = bin;
+      if (std::abs(cuts[bin] - middle) < std::abs(cuts[nearest] - middle)) nearest = bin;
     return nearest;
   }
 

@@ -64,13 +64,15 @@ struct Histogram {
 // Replaces `best` when this column has a better split of the node.
 //
 // Values are cut between bins. Categories with fewer than `minCases` go with the missing. The
-// others are ordered and cut: for two classes by the share of one, for numbers by their mean
-// (Breiman, Friedman, Olshen, Stone, Classification and Regression Trees, 1984), for more classes
-// by the first principal component of their shares (D. Coppersmith, S. J. Hong, J. R. M. Hosking,
-// Partitioning Nominal Attributes in Decision Trees, 1999). For more classes each is also held
-// against the rest. What is missing is tried on either side, as T. Chen and C. Guestrin do
-// (XGBoost: A Scalable Tree Boosting System, 2016), and on its own. Of equal gains the first one is
-// taken.
+// others are ordered and cut:
+//
+// - for two classes by the share of one, for numbers by their mean (Breiman, Friedman, Olshen,
+//   Stone, "Classification and Regression Trees", 1984)
+// - for more classes by the first principal component of their shares (Coppersmith, Hong, Hosking,
+//   "Partitioning Nominal Attributes in Decision Trees", 1999); also each against the rest
+//
+// What is missing is tried on either side (Chen, Guestrin, "XGBoost: A Scalable Tree Boosting
+// System", 2016), and on its own. Of equal gains the first one is taken.
 void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
                   const Impurity& impurity, double minCases, Candidate& best);
 

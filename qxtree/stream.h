@@ -39,8 +39,9 @@ class Stream {
   const Arbex_800::EnvironmentSettings* fpSettings;
 };
 
-// The cells of a column, block after block: how many rows and in which form, the values of codes
-// that are new, and a code, a value or a text for each row. So a reader needs no other table.
+// The cells of a column, block after block. A block says how many rows it has and in which form.
+// Then come the values of codes that are new, and a code, a value or a text for each row. So a
+// reader needs no other table.
 struct Block {
   enum class Form : std::uint32_t { Bytes, Words, Values, Texts };  // codes of one or two bytes
   static constexpr std::uint32_t kMissing = 0xFFFFFFFF;             // in place of a text's length

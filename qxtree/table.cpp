@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "qxtree/importer.h"
@@ -13,7 +13,8 @@
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kColumnsPerGroup = 32;  // so many files are open at once
+constexpr std::size_t kColumnsPerGroup = 32;     // so many files are open at once
+constexpr std::size_t kUsualCutBytes = 255 * 8;  // among what is reserved for each column
 
 class TableMaker {
  public:
@@ -74,6 +75,13 @@ class TableMaker {
       AddValues(input.cells, from, distinct);
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
+      fCutBytes += column.bins.cuts.capacity() * sizeof(double);
+      if (fCutBytes >
+          static_cast<std::size_t>(fOptions.memory) / 8 + fTable.columns.size() * kUsualCutBytes)
+        throw std::runtime_error(
+            fmt::format("memory: bins of {} columns and more need at least {}M",
+                        fTable.groups.size() * kColumnsPerGroup + fGroup.size(),
+                        fCutBytes / (1 << 20) * 8 + 8));
       column.distinct = distinct.Groups().size();
       column.isMerged = distinct.IsMerged();
       column.statistics = distinct.Statistics();
@@ -165,6 +173,7 @@ class TableMaker {
   Importer fImporter;
   Table fTable;
   std::vector<Input> fGroup;
+  std::size_t fCutBytes = 0;  // of all columns
 };
 
 }  // namespace

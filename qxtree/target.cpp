@@ -19,8 +19,7 @@ using Task = Options::Task;
 class TargetReader {
  public:
   TargetReader(Importer& importer, const Options& options, Table& table)
-      : fImporter(importer),
-        fOptions(options),
+      : fOptions(options),
         fTable(table),
         fColumn(table.columns[table.target]),
         fpSource(importer.Get(table.target)),
@@ -137,7 +136,6 @@ class TargetReader {
     });
   }
 
-  Importer& fImporter;
   const Options& fOptions;
   Table& fTable;
   TableColumn& fColumn;
@@ -164,7 +162,7 @@ Categories SortCategories(const Dictionary& dictionary) {
   });
   std::sort(texts.begin(), texts.end());
   Categories categories;
-  categories.placeOf.resize(texts.size());
+  categories.placeOf.resize(dictionary.Size());  // of texts that are missing, too
   for (auto& [text, code] : texts) {
     categories.placeOf[static_cast<std::size_t>(code)] =
         static_cast<std::uint16_t>(categories.texts.size());
