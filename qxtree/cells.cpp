@@ -96,7 +96,7 @@ std::optional<double> ParseNumber(std::string_view cell) {
   cell = cell.substr(start, cell.find_last_not_of(' ') + 1 - start);
   if (cell.front() == '+') {
     cell.remove_prefix(1);
-    if (cell.empty() || cell.front() == '-') return std::nullopt;
+    if (cell.substr(0, 1) == "-") return std::nullopt;
   }
   double value = 0;
   const char* const end = cell.data() + cell.size();
@@ -135,6 +135,20 @@ std::string ToLocale(const std::string& text) {
   std::string local;
   xmlu_800::UTF8ToMb(text, local);
   return local;
+}
+
+std::string ShownCell(std::string_view cell) {
+  constexpr std::size_t kMostShown = 40, kMostOfCharacter = 4;  // bytes
+  const bool isWhole = cell.size() <= kMostShown;
+  for (std::size_t cut = 0; cut < (isWhole ? 1 : kMostOfCharacter); ++cut)
+    if (const auto utf8 = ToUtf8(cell.substr(0, kMostShown - cut)))
+      return isWhole ? *utf8 : *utf8 + "...";
+  std::string text;
+  for (const char byte : cell.substr(0, kMostShown))
+    text += (byte & 0x80) == 0
+                ? std::string(1, byte)
+                : fmt::format("\\x{:02X}", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+  return isWhole ? text : text + "...";
 }
 
 std::string ValueText(Kind kind, double value) {

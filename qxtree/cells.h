@@ -25,6 +25,9 @@ std::optional<std::string> ToUtf8(std::string_view cell);
 // A text in UTF-8 in the locale's code set. A character that it lacks ends the text there.
 std::string ToLocale(const std::string& text);
 
+// The start of a cell in UTF-8 for messages, with bytes like \xE9 when it can't be converted.
+std::string ShownCell(std::string_view cell);
+
 // A number as the shortest text that reads back as the same number, a date as in rules. "-" when
 // the value is not finite.
 std::string ValueText(Kind kind, double value);

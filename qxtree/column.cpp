@@ -15,8 +15,7 @@ namespace {
 
 constexpr int kDecisive = 1000;
 constexpr std::size_t kBlockBytes = 1 << 14;
-constexpr int kFewTexts = 4096;         // before their share of the cells is looked at
-constexpr std::size_t kMostShown = 40;  // bytes of a malformed cell
+constexpr int kFewTexts = 4096;  // before their share of the cells is looked at
 constexpr int kMostCodes = static_cast<int>(kMostCategories) + Block::FirstValue;
 constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
 
@@ -134,8 +133,7 @@ std::optional<double> Column::Parse(std::string_view cell) const {
 void Column::NoteMalformed(std::string_view cell, long line) {
   if (fLineOfMalformed > 0) return;
   fLineOfMalformed = line;
-  fFirstMalformed = cell.substr(0, kMostShown);
-  if (cell.size() > kMostShown) fFirstMalformed += "...";
+  fFirstMalformed = ShownCell(cell);
 }
 
 void Column::PutCode(std::uint16_t code) {

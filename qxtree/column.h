@@ -63,7 +63,7 @@ class Column {
   const std::string& WhyLeftOut() const { return fWhyLeftOut; }  // empty: it is not
   long CountMissing() const { return fCounts[Block::Missing]; }
   long CountMalformed() const { return fCounts[Block::Malformed]; }
-  const std::string& FirstMalformed() const { return fFirstMalformed; }
+  const std::string& FirstMalformed() const { return fFirstMalformed; }  // by ShownCell
   long LineOfMalformed() const { return fLineOfMalformed; }
   // Whether all cells are codes.
   bool IsCodedThroughout() const { return fIsCodedThroughout; }

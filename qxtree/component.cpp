@@ -53,7 +53,7 @@ std::vector<double> ComponentScores(const std::vector<const double*>& groups, st
   const double length = std::sqrt(Dot(component, component));
   for (std::size_t i = 0; i < classes; ++i)
     component[i] += kUnevenness * length * std::fmod(kGoldenRatio * static_cast<double>(i), 1);
-  const double size = static_cast<double>(std::max<std::size_t>(1, groups.size() * classes));
+  const auto size = static_cast<double>(std::max<std::size_t>(1, groups.size() * classes));
   const double most = std::clamp<double>(kMostSteps / size, kLeastTurns, kMostTurns);
   double change = 1;
   for (int turn = 0; turn < most && change > kConverged && Normalize(component); ++turn) {

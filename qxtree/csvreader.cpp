@@ -130,7 +130,7 @@ class Parser {
       Fail(fmt::format("two columns have the same name '{}'", twice->substr(0, 40)));
     fColumns = fHeader.size();
     fSink.TakeHeader(fHeader);
-    fHeader = {};
+    std::vector<std::string>().swap(fHeader);
   }
 
   // What follows a quotation mark that is never closed is one cell, or ends at the next mark.

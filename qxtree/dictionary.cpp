@@ -39,10 +39,9 @@ bool Dictionary::Add(std::string_view text, int code) {
 }
 
 void Dictionary::Grow(std::size_t slots) {
-  std::vector<Slot> old(slots);
-  fSlots.swap(old);
+  std::vector<Slot>().swap(fSlots);  // gone before the new ones are made
+  fSlots.resize(slots);
   fMask = slots - 1;
-  old = {};
   for (std::size_t i = 0; i < fEntries.size(); ++i) {
     const std::uint64_t hash = Hash({fTexts.data() + fEntries[i].start, fEntries[i].bytes});
     std::size_t at = hash & fMask;
@@ -52,9 +51,9 @@ void Dictionary::Grow(std::size_t slots) {
 }
 
 void Dictionary::Clear() {
-  fSlots = {};
-  fEntries = {};
-  fTexts = {};
+  std::vector<Slot>().swap(fSlots);  // an assignment could keep the memory
+  std::vector<Entry>().swap(fEntries);
+  std::string().swap(fTexts);
   fpShare->used -= fBytes;
   fBytes = 0;
 }

@@ -88,9 +88,9 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
   fBuffers = static_cast<long>(std::min(memory / 4, buffers));
   fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
   const std::size_t rows = memory / 8 / names.size() / (2 * sizeof(double));
-  fContext.reset(new ReadingContext{fViews.get(), fMissing, fDictionaries, 0,
-                                    std::clamp(rows, kLeastBlock, kBlockRows),
-                                    [this] { return FreeDictionary(); }});
+  fContext = std::make_unique<ReadingContext>(ReadingContext{
+      fViews.get(), fMissing, fDictionaries, 0, std::clamp(rows, kLeastBlock, kBlockRows),
+      [this] { return FreeDictionary(); }});
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);
     if (fViewOf[i] < 0) continue;

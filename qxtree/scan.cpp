@@ -78,7 +78,8 @@ const Cases& Scan::Next(const Task& task) {
   fRow += cases.rows;
   if (fOld) fOld->Read(fNodes.data(), cases.rows * sizeof fNodes[0]);
   if (!fOld) std::fill(fNodes.begin(), fNodes.end(), 0);
-  if (task.group) ReadBins(*task.group, cases.rows);
+  if (!task.group) return cases;
+  ReadBins(*task.group, cases.rows);
   if (task.moves) MoveRecords(task, cases.rows);
   if (task.counts) Count(task, cases);
   return cases;

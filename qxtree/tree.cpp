@@ -126,10 +126,10 @@ class Grower {
   // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
   // Where not even one fits for all nodes, these are counted in turns.
   std::size_t CountTurn(CodeGroup& group, std::size_t first, const std::vector<std::size_t>& open) {
-    std::size_t end = first, bytes = 0;
+    std::size_t end = first + 1, bytes = Counts::BytesOf(fTable, group.columns[first]);
     for (; end < group.columns.size(); ++end) {
       const std::size_t more = Counts::BytesOf(fTable, group.columns[end]);
-      if (end > first && (bytes + more) * open.size() > fMemory) break;
+      if ((bytes + more) * open.size() > fMemory) break;
       bytes += more;
     }
     const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
