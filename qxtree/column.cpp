@@ -14,7 +14,6 @@ namespace qxtree {
 namespace {
 
 constexpr int kDecisive = 1000;
-constexpr std::size_t kBlockBytes = 1 << 14;
 constexpr int kFewTexts = 4096;         // before their share of the cells is looked at
 constexpr std::size_t kMostShown = 40;  // bytes of a malformed cell
 constexpr int kMostCodes = static_cast<int>(kMostCategories) + Block::FirstValue;
@@ -68,7 +67,7 @@ void Column::TakeUndecided(std::string_view cell, long line) {
   fBlock.texts.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
   if (!isMissing) fBlock.texts.append(cell);
   ++fBlock.rows;
-  if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > kBlockBytes)
+  if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > BlockBytes())
     Flush(Block::Form::Texts);
   if (fSeen == kDecisive) Decide(*fLikely);
 }
@@ -155,6 +154,7 @@ void Column::Finish() {
   if (!fKind && fLikely) Decide(*fLikely);
   Flush(!fKind ? Block::Form::Texts : fIsCoded ? Block::Form::Words : Block::Form::Values);
   if (fKind != Kind::Text) fDictionary.Clear();
+  fBlock = {};
 }
 
 void Column::Flush(Block::Form form) {
@@ -178,7 +178,7 @@ void Column::Flush(Block::Form form) {
   fBlock.codes.clear();
   fBlock.values.clear();
   fBlock.texts.clear();
-  if (fBlock.texts.capacity() > 2 * kBlockBytes) fBlock.texts.shrink_to_fit();
+  if (fBlock.texts.capacity() > 2 * BlockBytes()) fBlock.texts.shrink_to_fit();
 }
 
 }  // namespace qxtree

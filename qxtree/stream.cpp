@@ -98,8 +98,9 @@ ColumnReader::ColumnReader(Stream& stream, Kind kind, const Dictionary* dictiona
     : fStream(stream), fKind(kind), fpDictionary(dictionary), fTable(2, qxg_800::GetInfinity()) {
   fStream.Rewind();
   if (kind != Kind::Text) return;
-  for (std::size_t code = 0; code < dictionary->Size(); ++code)
-    fTable.push_back(static_cast<double>(code));
+  dictionary->ForEach([&](std::string_view, int code) {
+    if (code >= Block::FirstValue) fTable.push_back(code - Block::FirstValue);
+  });
 }
 
 ColumnReader::Cells ColumnReader::Next(std::size_t most) {
