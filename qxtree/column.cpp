@@ -36,7 +36,7 @@ void Column::TakeSlowly(std::string_view cell, long line) {
   const bool isMissing = fContext.missing.Has(cell);
   if (fIsCoded) {
     if (!isMissing) return TakeNewText(cell, line);
-    if (!cell.empty()) AddText(cell, Block::Missing);  // if there is room, to be faster
+    if (!cell.empty()) fDictionary.Add(cell, Block::Missing);  // if there is room, to be faster
     return PutCode(Block::Missing);
   }
   const std::optional<double> value = isMissing ? std::nullopt : Parse(cell);
@@ -90,6 +90,11 @@ void Column::TakeNewText(std::string_view cell, long line) {
   const bool isText = fKind == Kind::Text;
   const std::optional<double> value = isText ? std::nullopt : Parse(cell);
   const bool isFit = isText ? ToUtf8(cell).has_value() : value.has_value();
+  if (!isFit) NoteMalformed(cell, line);
+  if (!isFit && isText) {
+    fDictionary.Add(cell, Block::Malformed);  // if there is room
+    return PutCode(Block::Malformed);
+  }
   const bool isFull = isFit && fNextCode == kMostCodes;
   const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > fCoded / 4 * 3;
   const int code = isFit ? fNextCode : static_cast<int>(Block::Malformed);
@@ -99,7 +104,6 @@ void Column::TakeNewText(std::string_view cell, long line) {
     FreeDictionary();
     return TakeSlowly(cell, line);
   }
-  if (!isFit) NoteMalformed(cell, line);
   fNextCode += isFit;
   if (value) fBlock.fresh.push_back(*value);
   PutCode(static_cast<std::uint16_t>(code));

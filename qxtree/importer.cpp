@@ -45,6 +45,7 @@ void Importer::TakeFiles() {
   for (int view = 0; view < views; ++view)
     fFiles[static_cast<std::size_t>(view)].push_back(fViews->TakeFile(view));
   fFolder.Measure();
+  fViews.reset();  // two sets would take the memory twice
   fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
   fContext->views = fViews.get();
   fContext->segmentBytes = 0;

@@ -83,6 +83,8 @@ class TableMaker {
     if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
       column.isInput = false;
       column.isLeftOut = true;
+      from.Texts().Clear();
+      column.categories = {};
       column.remark = fmt::format("counts of {} bins by class need {}M of memory",
                                   column.CountBins(), bytes / (1 << 20) * 4 + 4);
       return;
