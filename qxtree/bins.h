@@ -63,6 +63,9 @@ struct Bins {
   std::vector<Group> groups;  // a bin each
 
   std::size_t Count() const { return groups.size(); }
+  std::size_t Bytes() const {
+    return cuts.capacity() * sizeof cuts[0] + groups.capacity() * sizeof groups[0];
+  }
 
   // The number of a finite value's bin.
   std::size_t Of(double value) const {

@@ -11,9 +11,9 @@
 namespace qxtree {
 namespace {
 
-// Besides what the budgets below are for: the objects of a column. As much again is the least for
-// them.
-constexpr std::size_t kColumnBytes = 4096;
+// Besides what the budgets below are for: the objects of a column, and its bins later. As much
+// again is the least for them.
+constexpr std::size_t kColumnBytes = 6144;
 constexpr std::size_t kLeastMemory = 8 << 20;
 constexpr std::size_t kLeastBlock = 16;
 // More makes the last close no faster.

@@ -81,7 +81,8 @@ std::string Rules::Condition(const Split& split, bool isLeft) const {
                        hasMissing && fMayMiss[split.column] ? " or missing" : "");
   std::string names;
   for (std::size_t i = 0; i < std::min(kMostNamed, split.categories.size()); ++i)
-    names += fmt::format("{}\"{}\"", i > 0 ? ", " : "", Shown(column.categories[split.categories[i]]));
+    names +=
+        fmt::format("{}\"{}\"", i > 0 ? ", " : "", Shown(column.categories[split.categories[i]]));
   if (split.categories.size() > kMostNamed)
     names += fmt::format(" and {} more", split.categories.size() - kMostNamed);
   return fmt::format("{} {{{}}}", hasMissing ? "not in" : "in", names);
@@ -147,7 +148,8 @@ std::vector<std::string> Warnings(const Table& table) {
   std::vector<std::string> warnings;
   for (const TableColumn& column : table.columns) {
     if (column.isLeftOut)
-      warnings.push_back(fmt::format("column '{}' is left out: {}", Shown(column.name), column.remark));
+      warnings.push_back(
+          fmt::format("column '{}' is left out: {}", Shown(column.name), column.remark));
     if (column.malformed == 0) continue;
     const bool isText = column.kind == Kind::Text;
     warnings.push_back(fmt::format(

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "qxtree/importer.h"
@@ -75,6 +76,8 @@ class TableMaker {
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
       column.distinct = distinct.Groups().size();
+      fTable.binBytes += column.bins.Bytes();
+      CheckBins(i + 1);
       column.isMerged = distinct.IsMerged();
       column.statistics = distinct.Statistics();
     }
@@ -91,6 +94,15 @@ class TableMaker {
     }
     fGroup.push_back(std::move(input));
     if (fGroup.size() == kColumnsPerGroup) WriteGroup();
+  }
+
+  // They may take three quarters of the memory. Those of the other columns are taken for as many.
+  void CheckBins(std::size_t columns) const {
+    if (fTable.binBytes <= static_cast<std::size_t>(fOptions.memory) / 4 * 3) return;
+    const std::size_t bytes = fTable.binBytes / columns * fTable.columns.size();
+    throw std::runtime_error(
+        fmt::format("memory: the bins of {} columns need about {}M; fewer bins need less",
+                    fTable.columns.size(), bytes / 3 * 4 / (1 << 20) + 1));
   }
 
   // Of training cases.

@@ -71,6 +71,7 @@ struct Table {
   bool hasWeights = false;
   std::size_t rows = 0;
   long withoutTarget = 0, withoutWeight = 0;  // records
+  std::size_t binBytes = 0;                   // of all columns
   std::vector<CodeGroup> groups;
   Stream cases;
 
