@@ -137,7 +137,14 @@ std::optional<double> Column::Parse(std::string_view cell) const {
 void Column::NoteMalformed(std::string_view cell, long line) {
   if (fLineOfMalformed > 0) return;
   fLineOfMalformed = line;
-  fFirstMalformed = cell.substr(0, kMostShown);
+  std::string shown(cell.substr(0, kMostShown));
+  // Else its conversion for the warning would end there.
+  if (const auto utf8 = ToUtf8(shown))
+    shown = *utf8;
+  else
+    std::replace_if(
+        shown.begin(), shown.end(), [](char byte) { return (byte & 0x80) != 0; }, '?');
+  fFirstMalformed = shown;
   if (cell.size() > kMostShown) fFirstMalformed += "...";
 }
 
