@@ -63,6 +63,7 @@ struct Bins {
   bool isEmpty = true;  // there is no bin
 
   std::size_t Count() const { return isEmpty ? 0 : cuts.size() + 1; }
+  std::size_t Bytes() const { return cuts.capacity() * sizeof cuts[0]; }
 
   // The number of a finite value's bin.
   std::size_t Of(double value) const {

@@ -14,7 +14,6 @@ namespace qxtree {
 namespace {
 
 constexpr int kDecisive = 1000;
-constexpr std::size_t kBlockBytes = 1 << 14;
 constexpr int kFewTexts = 4096;  // before their share of the cells is looked at
 constexpr int kMostCodes = static_cast<int>(kMostCategories) + Block::FirstValue;
 constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
@@ -36,7 +35,7 @@ void Column::TakeSlowly(std::string_view cell, long line) {
   const bool isMissing = fContext.missing.Has(cell);
   if (fIsCoded) {
     if (!isMissing) return TakeNewText(cell, line);
-    if (!cell.empty()) AddText(cell, Block::Missing);  // if there is room, to be faster
+    if (!cell.empty()) fDictionary.Add(cell, Block::Missing);  // if there is room, to be faster
     return PutCode(Block::Missing);
   }
   const std::optional<double> value = isMissing ? std::nullopt : Parse(cell);
@@ -67,7 +66,7 @@ void Column::TakeUndecided(std::string_view cell, long line) {
   fBlock.texts.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
   if (!isMissing) fBlock.texts.append(cell);
   ++fBlock.rows;
-  if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > kBlockBytes)
+  if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > BlockBytes())
     Flush(Block::Form::Texts);
   if (fSeen == kDecisive) Decide(*fLikely);
 }
@@ -90,6 +89,11 @@ void Column::TakeNewText(std::string_view cell, long line) {
   const bool isText = fKind == Kind::Text;
   const std::optional<double> value = isText ? std::nullopt : Parse(cell);
   const bool isFit = isText ? ToUtf8(cell).has_value() : value.has_value();
+  if (!isFit) NoteMalformed(cell, line);
+  if (!isFit && isText) {
+    fDictionary.Add(cell, Block::Malformed);  // if there is room
+    return PutCode(Block::Malformed);
+  }
   const bool isFull = isFit && fNextCode == kMostCodes;
   const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > fCoded / 4 * 3;
   const int code = isFit ? fNextCode : static_cast<int>(Block::Malformed);
@@ -99,7 +103,6 @@ void Column::TakeNewText(std::string_view cell, long line) {
     FreeDictionary();
     return TakeSlowly(cell, line);
   }
-  if (!isFit) NoteMalformed(cell, line);
   fNextCode += isFit;
   if (value) fBlock.fresh.push_back(*value);
   PutCode(static_cast<std::uint16_t>(code));
@@ -153,6 +156,7 @@ void Column::Finish() {
   if (!fKind && fLikely) Decide(*fLikely);
   Flush(!fKind ? Block::Form::Texts : fIsCoded ? Block::Form::Words : Block::Form::Values);
   if (fKind != Kind::Text) fDictionary.Clear();
+  fBlock = {};
 }
 
 void Column::Flush(Block::Form form) {
@@ -176,7 +180,7 @@ void Column::Flush(Block::Form form) {
   fBlock.codes.clear();
   fBlock.values.clear();
   fBlock.texts.clear();
-  if (fBlock.texts.capacity() > 2 * kBlockBytes) fBlock.texts.shrink_to_fit();
+  if (fBlock.texts.capacity() > 2 * BlockBytes()) fBlock.texts.shrink_to_fit();
 }
 
 }  // namespace qxtree

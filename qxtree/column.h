@@ -82,6 +82,8 @@ class Column {
   void PutCode(std::uint16_t code);
   void PutValue(double value);
   void Flush(Block::Form form);
+  // Of a block of texts: as many as a block of values and of new values takes.
+  std::size_t BlockBytes() const { return 2 * sizeof(double) * fContext.blockRows; }
 
   std::string fName;
   std::optional<Kind> fKind;

@@ -11,9 +11,9 @@
 namespace qxtree {
 namespace {
 
-// Besides what the budgets below are for: the objects of a column. As much again is the least for
-// them.
-constexpr std::size_t kColumnBytes = 4096;
+// Besides what the budgets below are for: the objects of a column, and its bins later. As much
+// again is the least for them.
+constexpr std::size_t kColumnBytes = 6144;
 constexpr std::size_t kLeastMemory = 8 << 20;
 constexpr std::size_t kLeastBlock = 16;
 // More makes the last close no faster.
@@ -49,6 +49,7 @@ void Importer::TakeFiles() {
   // In the end of the last close the shared file and those of the views were there at once.
   const std::size_t after = fFolder.Measure();
   fFolder.Note(before + after - std::exchange(fFileBytes, after));
+  fViews.reset();  // two sets would take the memory twice
   fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
   fContext->views = fViews.get();
   fContext->segmentBytes = 0;

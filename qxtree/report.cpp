@@ -15,10 +15,19 @@ namespace {
 
 constexpr char kLine[] = "{:<16} {:<7} {:>8} {:>9} {:>8} {:>5}  {}\n";
 constexpr const char* kKinds[] = {"number", "date", "text"};
-constexpr std::size_t kMostNamed = 8;  // categories
+constexpr std::size_t kMostNamed = 8;    // categories
+constexpr std::size_t kMostShown = 100;  // bytes of a name or category
 
 std::string Number(double value, const char* format = nullptr) {
   return std::isfinite(value) ? qxg_800::Format(value, false, format) : "-";
+}
+
+// In one line, and cut between characters of UTF-8 where it is long: a name stands in many rules.
+std::string Shown(const std::string& text) {
+  if (text.size() <= kMostShown) return OneLine(text);
+  std::size_t bytes = kMostShown;
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+  return OneLine(text.substr(0, bytes)) + "...";
 }
 
 // A column's line in the table.
@@ -37,7 +46,7 @@ std::string Line(const TableColumn& column) {
   const std::string distinct = !column.isInput   ? ""
                                : column.isMerged ? "merged"
                                                  : std::to_string(column.distinct);
-  return fmt::format(kLine, OneLine(column.name),
+  return fmt::format(kLine, Shown(column.name),
                      column.isEmpty ? "empty" : kKinds[static_cast<int>(column.kind)],
                      column.missing, column.malformed, distinct,
                      column.isInput ? std::to_string(column.CountBins()) : "", text);
@@ -72,10 +81,11 @@ std::string Rules::Condition(const Split& split, bool isLeft) const {
                        hasMissing && fMayMiss[split.column] ? " or missing" : "");
   std::string names;
   for (std::size_t i = 0; i < std::min(kMostNamed, split.categories.size()); ++i)
-    names += fmt::format("{}\"{}\"", i > 0 ? ", " : "", column.categories[split.categories[i]]);
+    names +=
+        fmt::format("{}\"{}\"", i > 0 ? ", " : "", Shown(column.categories[split.categories[i]]));
   if (split.categories.size() > kMostNamed)
     names += fmt::format(" and {} more", split.categories.size() - kMostNamed);
-  return OneLine(fmt::format("{} {{{}}}", hasMissing ? "not in" : "in", names));
+  return fmt::format("{} {{{}}}", hasMissing ? "not in" : "in", names);
 }
 
 std::string Rules::Guess(const Node& node) const {
@@ -83,7 +93,7 @@ std::string Rules::Guess(const Node& node) const {
     return fmt::format("{} (deviation {}, {} cases)", Number(node.mean, "%.6g"),
                        Number(node.deviation, "%.6g"), Number(node.cases));
   const std::size_t commonest = node.Commonest();
-  return fmt::format("{} ({} of {})", OneLine(fModel.classes[commonest]),
+  return fmt::format("{} ({} of {})", Shown(fModel.classes[commonest]),
                      Number(node.classes[commonest]), Number(node.cases));
 }
 
@@ -91,7 +101,7 @@ void Rules::Add(std::size_t index, const std::string& indent, std::string& to) c
   const Node& node = fModel.nodes[index];
   to += (node.left > 0 ? ": " : " => ") + Guess(node) + '\n';
   if (node.left == 0) return;
-  const std::string name = OneLine(fModel.columns[node.split.column].name);
+  const std::string name = Shown(fModel.columns[node.split.column].name);
   for (const bool isLeft : {true, false}) {
     to += fmt::format("{}{} {}", indent, name, Condition(node.split, isLeft));
     Add(node.left + (isLeft ? 0 : 1), indent + "  ", to);
@@ -115,7 +125,7 @@ std::string Gains(const Table& table, const std::vector<double>& gains) {
   std::string text;
   for (const std::size_t i : order)
     text +=
-        fmt::format("  {:<16} {:6.2f} %\n", OneLine(table.columns[i].name), 100 * gains[i] / total);
+        fmt::format("  {:<16} {:6.2f} %\n", Shown(table.columns[i].name), 100 * gains[i] / total);
   return text.empty() ? "" : "\ngain by column\n" + text;
 }
 
@@ -138,13 +148,14 @@ std::vector<std::string> Warnings(const Table& table) {
   std::vector<std::string> warnings;
   for (const TableColumn& column : table.columns) {
     if (column.isLeftOut)
-      warnings.push_back(fmt::format("column '{}' is left out: {}", column.name, column.remark));
+      warnings.push_back(
+          fmt::format("column '{}' is left out: {}", Shown(column.name), column.remark));
     if (column.malformed == 0) continue;
     const bool isText = column.kind == Kind::Text;
     warnings.push_back(fmt::format(
         "column '{}': {} of {} cells {}, the first one '{}' in line {}; they are taken as missing "
         "({})",
-        column.name, column.malformed, table.rows,
+        Shown(column.name), column.malformed, table.rows,
         isText                        ? "are not in the locale's code set"
         : column.kind == Kind::Number ? "are no numbers"
                                       : "are no dates",
@@ -163,7 +174,7 @@ std::string Picture(const Table& table, const Model& model) {
   for (std::size_t i = 0; i < model.nodes.size(); ++i) {
     const Node& node = model.nodes[i];
     const std::string label =
-        node.left == 0 ? rules.Guess(node) : OneLine(model.columns[node.split.column].name);
+        node.left == 0 ? rules.Guess(node) : Shown(model.columns[node.split.column].name);
     text += fmt::format("  {} [label={}{}];\n", i, Quoted(label),
                         node.left == 0 ? ", fillcolor=lightgrey" : "");
     if (node.left == 0) continue;

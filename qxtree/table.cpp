@@ -13,8 +13,7 @@
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kColumnsPerGroup = 32;     // so many files are open at once
-constexpr std::size_t kUsualCutBytes = 255 * 8;  // among what is reserved for each column
+constexpr std::size_t kColumnsPerGroup = 32;  // so many files are open at once
 
 class TableMaker {
  public:
@@ -75,14 +74,9 @@ class TableMaker {
       AddValues(input.cells, from, distinct);
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
-      fCutBytes += column.bins.cuts.capacity() * sizeof(double);
-      if (fCutBytes >
-          static_cast<std::size_t>(fOptions.memory) / 8 + fTable.columns.size() * kUsualCutBytes)
-        throw std::runtime_error(
-            fmt::format("memory: bins of {} columns and more need at least {}M",
-                        fTable.groups.size() * kColumnsPerGroup + fGroup.size(),
-                        fCutBytes / (1 << 20) * 8 + 8));
       column.distinct = distinct.Groups().size();
+      fTable.binBytes += column.bins.Bytes();
+      CheckBins(i + 1);
       column.isMerged = distinct.IsMerged();
       column.statistics = distinct.Statistics();
     }
@@ -91,12 +85,23 @@ class TableMaker {
     if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
       column.isInput = false;
       column.isLeftOut = true;
+      from.Texts().Clear();
+      column.categories = {};
       column.remark = fmt::format("counts of {} bins by class need {}M of memory",
                                   column.CountBins(), bytes / (1 << 20) * 4 + 4);
       return;
     }
     fGroup.push_back(std::move(input));
     if (fGroup.size() == kColumnsPerGroup) WriteGroup();
+  }
+
+  // They may take three quarters of the memory. Those of the other columns are taken for as many.
+  void CheckBins(std::size_t columns) const {
+    if (fTable.binBytes <= static_cast<std::size_t>(fOptions.memory) / 4 * 3) return;
+    const std::size_t bytes = fTable.binBytes / columns * fTable.columns.size();
+    throw std::runtime_error(
+        fmt::format("memory: the bins of {} columns need about {}M; fewer bins need less",
+                    fTable.columns.size(), bytes / 3 * 4 / (1 << 20) + 1));
   }
 
   // Of training cases.
@@ -173,7 +178,6 @@ class TableMaker {
   Importer fImporter;
   Table fTable;
   std::vector<Input> fGroup;
-  std::size_t fCutBytes = 0;  // of all columns
 };
 
 }  // namespace

@@ -26,7 +26,7 @@ struct TableColumn {
   bool isLeftOut = false;           // though it is not ignored
   std::string remark;               // why it may not, or what the target is taken as
   long missing = 0, malformed = 0;  // cells
-  std::string firstMalformed;       // as it stands in the file
+  std::string firstMalformed;       // in UTF-8, with ? for what can't be converted
   long lineOfMalformed = 0;
 
   std::size_t distinct = 0;  // categories, or values of training cases
@@ -71,6 +71,7 @@ struct Table {
   bool hasWeights = false;
   std::size_t rows = 0;
   long withoutTarget = 0, withoutWeight = 0;  // records
+  std::size_t binBytes = 0;                   // of all columns
   std::vector<CodeGroup> groups;
   Stream cases;
 

@@ -25,7 +25,7 @@ class Grower {
         fOptions(options),
         fImpurity(table),
         fScan(table, options, settings),
-        fMemory(static_cast<std::size_t>(options.memory) / 4),
+        fMemory((static_cast<std::size_t>(options.memory) - table.binBytes) / 4),
         fGains(table.columns.size()) {}
 
   Growth Grow() {
