@@ -12,12 +12,12 @@ namespace {
 
 constexpr std::size_t kMostJoined = Distinct::kMost / 2;
 
-// The order of doubles as that of integers.
-std::uint64_t Key(double value) {
-  std::uint64_t bits = 0;
-  std::memcpy(&bits, &value, sizeof bits);
+double ValueOf(std::uint64_t key) {
   constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
-  return (bits & kSign) ? ~bits : bits | kSign;
+  const std::uint64_t bits = (key & kSign) != 0 ? key ^ kSign : ~key;
+  double value = 0;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
 }
 
 void AddTo(std::vector<Group>& groups, const Group& next) {
@@ -31,21 +31,23 @@ void AddTo(std::vector<Group>& groups, const Group& next) {
 
 }  // namespace
 
-// By eleven bits at a time, from the lowest ones on: twice as fast as std::sort.
-void SortGroups(std::vector<Group>& groups) {
+// By eleven bits at a time, from the lowest ones on: much faster than std::sort.
+void SortByKey(std::vector<KeyedWeight>& cases) {
   constexpr int kBits = 11, kDigits = 6;
   constexpr std::size_t kBuckets = 1 << kBits;
   std::vector<std::array<std::uint32_t, kBuckets>> starts(kDigits);
-  for (const Group& group : groups)
+  for (const KeyedWeight& one : cases)
     for (std::size_t digit = 0; digit < kDigits; ++digit)
-      ++starts[digit][Key(group.least) >> (digit * kBits) & (kBuckets - 1)];
-  std::vector<Group> sorted(groups.size());
+      ++starts[digit][one.key >> (digit * kBits) & (kBuckets - 1)];
+  std::vector<KeyedWeight> sorted(cases.size());
   for (std::size_t digit = 0; digit < kDigits; ++digit) {
+    std::array<std::uint32_t, kBuckets>& places = starts[digit];
+    if (std::find(places.begin(), places.end(), cases.size()) != places.end()) continue;
     std::uint32_t start = 0;
-    for (std::uint32_t& count : starts[digit]) start += std::exchange(count, start);
-    for (const Group& group : groups)
-      sorted[starts[digit][Key(group.least) >> (digit * kBits) & (kBuckets - 1)]++] = group;
-    groups.swap(sorted);
+    for (std::uint32_t& count : places) start += std::exchange(count, start);
+    for (const KeyedWeight& one : cases)
+      sorted[places[one.key >> (digit * kBits) & (kBuckets - 1)]++] = one;
+    cases.swap(sorted);
   }
 }
 
@@ -72,13 +74,14 @@ std::vector<Group> Join(const std::vector<Group>& groups, std::size_t count) {
 }
 
 void Distinct::Merge() {
-  SortGroups(fNew);
+  SortByKey(fNew);
   std::vector<Group> merged;
   merged.reserve(fGroups.size() + fNew.size());
   auto group = fGroups.begin();
-  for (const Group& next : fNew) {
-    for (; group != fGroups.end() && group->least <= next.least; ++group) AddTo(merged, *group);
-    AddTo(merged, next);
+  for (const KeyedWeight& one : fNew) {
+    const double value = ValueOf(one.key);
+    for (; group != fGroups.end() && group->least <= value; ++group) AddTo(merged, *group);
+    AddTo(merged, {value, value, one.weight});
   }
   for (; group != fGroups.end(); ++group) AddTo(merged, *group);
   fGroups.swap(merged);

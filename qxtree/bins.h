@@ -3,6 +3,8 @@
 #define QXTREE_BINS_H
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "qxtree/cells.h"
@@ -16,6 +18,23 @@ struct Group {
   double weight;
 };
 
+// A value as an integer of the same order, with a weight.
+struct KeyedWeight {
+  std::uint64_t key;
+  double weight;
+};
+
+// REQUIRES: no NaN (not checked).
+inline std::uint64_t KeyOf(double value) {
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
+  return (bits & kSign) != 0 ? ~bits : bits | kSign;
+}
+
+// Sorts by the key.
+void SortByKey(std::vector<KeyedWeight>& cases);
+
 // Gathers the distinct values of numbers or dates with their weights, in bounded memory. Weights
 // have to add up without rounding (see Quantum), so that their order does not matter.
 class Distinct {
@@ -23,7 +42,9 @@ class Distinct {
   static constexpr std::size_t kMost = 65536;  // more values are merged with their neighbours
 
   void Add(double value, double weight) {
-    fNew.push_back({value, value, weight});
+    KeyedWeight& one = fNew.emplace_back();  // of two stores, which a copy would wait for
+    one.key = KeyOf(value);
+    one.weight = weight;
     if (fIsInOrder) fInOrder.AddValue(value, weight);
     if (fNew.size() == kMost) Merge();
   }
@@ -31,7 +52,7 @@ class Distinct {
   // Instead of single cases: adds all cases of a value at once. At most kMost times.
   void AddDistinct(double value, double weight) {
     fIsInOrder = false;
-    if (weight > 0) fNew.push_back({value, value, weight});
+    if (weight > 0) fNew.push_back({KeyOf(value), weight});
   }
 
   // To be called after the last value; ascending.
@@ -44,14 +65,12 @@ class Distinct {
  private:
   void Merge();
 
-  std::vector<Group> fNew, fGroups;
+  std::vector<KeyedWeight> fNew;
+  std::vector<Group> fGroups;
   bool fIsMerged = false;
   bool fIsInOrder = true;  // what is added, so far
   qxg_800::QxStatistics fInOrder{1 | 2 | 4 | 8}, fAscending{1 | 2 | 4 | 8};
 };
-
-// Sorts by the least value. REQUIRES: no NaN (not checked).
-void SortGroups(std::vector<Group>& groups);
 
 // Ascending groups as at most `count` groups of neighbours. A group takes its share of the weight
 // that is left, so that after a heavy value others get groups of their own.
@@ -65,14 +84,16 @@ struct Bins {
   std::size_t Count() const { return isEmpty ? 0 : cuts.size() + 1; }
   std::size_t Bytes() const { return cuts.capacity() * sizeof cuts[0]; }
 
-  // The number of a finite value's bin.
+  // The number of a finite value's bin. Without branches, which would be guessed wrong half the
+  // time.
   std::size_t Of(double value) const {
     const double* at = cuts.data();
-    for (std::size_t left = cuts.size(); left > 0;) {
+    std::size_t left = cuts.size();
+    while (left > 0) {
       const std::size_t half = (left + 1) / 2;
-      const bool isAbove = at[half - 1] < value;
-      at += isAbove ? half : 0;
-      left = isAbove ? left - half : half - 1;
+      const auto isAbove = static_cast<std::size_t>(at[half - 1] < value);
+      at += half * isAbove;
+      left -= half;
     }
     return static_cast<std::size_t>(at - cuts.data());
   }

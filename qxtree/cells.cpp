@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
 
 #include "qxutils/text/localeutil.h"
 #include "qxutils/text/mbtoutf8_unix.h"
@@ -88,9 +90,37 @@ double Rounded(double value, int digits) {
   return rounded;
 }
 
+// Reads a decimal number of up to 15 digits. Its digits and the power of ten are doubles without
+// rounding, so one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
+// Accurately, 1990). Nothing where it is another text.
+std::optional<double> ParsePlain(std::string_view cell) {
+  constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool isNegative = !cell.empty() && cell[0] == '-';
+  if (isNegative) cell.remove_prefix(1);
+  std::int64_t digits = 0;
+  std::size_t count = 0, decimals = 0;
+  bool hasPoint = false;
+  for (const char byte : cell) {
+    const int digit = byte - '0';
+    if (digit < 0 || digit > 9) {
+      if (byte != '.' || hasPoint) return std::nullopt;
+      hasPoint = true;
+      continue;
+    }
+    digits = 10 * digits + digit;
+    decimals += hasPoint;
+    if (++count == std::size(kPowers)) return std::nullopt;
+  }
+  if (count == 0) return std::nullopt;
+  const double value = static_cast<double>(digits) / kPowers[decimals];
+  return isNegative && digits > 0 ? -value : value;
+}
+
 }  // namespace
 
 std::optional<double> ParseNumber(std::string_view cell) {
+  if (const auto plain = ParsePlain(cell)) return plain;
   const std::size_t start = cell.find_first_not_of(' ');
   if (start == cell.npos) return std::nullopt;
   cell = cell.substr(start, cell.find_last_not_of(' ') + 1 - start);

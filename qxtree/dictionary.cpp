@@ -28,26 +28,25 @@ bool Dictionary::Add(std::string_view text, int code) {
     fpShare->used += bytes - fBytes;
     fBytes = bytes;
   }
-  const Entry entry{fTexts.size(), static_cast<std::uint32_t>(text.size()), code};
+  fEntries.push_back(
+      {fTexts.size(), static_cast<std::uint32_t>(text.size()), static_cast<std::uint16_t>(code)});
   fTexts.append(text);
-  fEntries.push_back(entry);
-  const std::uint64_t hash = Hash(text);
-  std::size_t at = hash & fMask;
-  while (fSlots[at].entry != 0) at = (at + 1) & fMask;
-  fSlots[at] = {static_cast<std::uint32_t>(hash >> 32), static_cast<std::uint32_t>(Size())};
+  Fill(Key(text), Size() - 1);
   return true;
+}
+
+// The first free slot.
+void Dictionary::Fill(const Key& key, std::size_t entry) {
+  std::size_t at = key.hash & fMask;
+  while (fSlots[at].entry != 0) at = (at + 1) & fMask;
+  fSlots[at] = {key.word, static_cast<std::uint32_t>(entry + 1), fEntries[entry].code, key.bytes};
 }
 
 void Dictionary::Grow(std::size_t slots) {
   std::vector<Slot>().swap(fSlots);  // gone before the new ones are made
   fSlots.resize(slots);
   fMask = slots - 1;
-  for (std::size_t i = 0; i < fEntries.size(); ++i) {
-    const std::uint64_t hash = Hash({fTexts.data() + fEntries[i].start, fEntries[i].bytes});
-    std::size_t at = hash & fMask;
-    while (fSlots[at].entry != 0) at = (at + 1) & fMask;
-    fSlots[at] = {static_cast<std::uint32_t>(hash >> 32), static_cast<std::uint32_t>(i + 1)};
-  }
+  for (std::size_t i = 0; i < fEntries.size(); ++i) Fill(Key(TextOf(fEntries[i])), i);
 }
 
 void Dictionary::Clear() {

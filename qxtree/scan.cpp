@@ -50,11 +50,11 @@ void Counts::Add(std::size_t column, const Bin* bins, const std::vector<Case>& c
   }
 }
 
-Scan::Scan(Table& table, const Options& options, const Arbex_800::EnvironmentSettings& settings)
-    : fTable(table), fOptions(options), fSettings(settings), fNodes(kBlockRows) {}
+Scan::Scan(Table& table, const Arbex_800::EnvironmentSettings& settings)
+    : fTable(table), fSettings(settings), fNodes(kBlockRows) {}
 
 void Scan::Begin(const Task& task) {
-  fCases.emplace(fTable, fOptions);
+  fCases.emplace(fTable);
   fRow = 0;
   if (fOld) fOld->Rewind();
   if (task.moves) fNew.emplace(fSettings);

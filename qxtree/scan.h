@@ -7,7 +7,6 @@
 #include <optional>
 #include <vector>
 
-#include "qxtree/options.h"
 #include "qxtree/split.h"
 #include "qxtree/stream.h"
 #include "qxtree/table.h"
@@ -60,7 +59,7 @@ class Counts {
 // Runs passes over a table. The node of each record, the root at first, is kept on disk.
 class Scan {
  public:
-  Scan(Table& table, const Options& options, const Arbex_800::EnvironmentSettings& settings);
+  Scan(Table& table, const Arbex_800::EnvironmentSettings& settings);
 
   // What a pass is to do. Null: not this.
   struct Task {
@@ -94,7 +93,6 @@ class Scan {
   std::size_t BinOf(const CodeGroup& group, std::size_t column, std::size_t row) const;
 
   Table& fTable;
-  const Options& fOptions;
   const Arbex_800::EnvironmentSettings& fSettings;
   std::optional<CasesReader> fCases;
   std::optional<Stream> fOld, fNew;  // nodes of the records, before the pass and after it

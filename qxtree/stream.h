@@ -2,6 +2,7 @@
 #ifndef QXTREE_STREAM_H
 #define QXTREE_STREAM_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -107,8 +108,13 @@ class Mapped {
       const ColumnReader::Cells cells = fReader.Next(count);
       for (std::size_t code = fOfCode.size(); code < fReader.Table().size(); ++code)
         fOfCode.push_back(of(fReader.Table()[code]));
-      for (std::size_t i = 0; i < cells.count; ++i)
-        out[i] = cells.codes ? fOfCode[cells.codes[i]] : of(cells.values[i]);
+      if (cells.codes) {
+        const T* const ofCode = fOfCode.data();
+        std::transform(cells.codes, cells.codes + cells.count, out,
+                       [ofCode](std::uint16_t code) { return ofCode[code]; });
+      } else {
+        std::transform(cells.values, cells.values + cells.count, out, of);
+      }
       out += cells.count;
       count -= cells.count;
     }

@@ -107,27 +107,29 @@ class TableMaker {
   // Of training cases.
   void AddValues(Stream& stream, const Column& from, Distinct& distinct) {
     ColumnReader reader(stream, from.GetKind(), nullptr);
-    CasesReader readCases(fTable, fOptions);
-    std::vector<double> ofCode;  // weights
+    CasesReader readCases(fTable);
+    const bool isCoded = from.IsCodedThroughout();
+    std::vector<double> ofCode, weights(kBlockRows);
     for (std::size_t row = 0; row < fTable.rows;) {
       Poll();
       const Cases& cases = readCases.Next();
+      for (std::size_t i = 0; i < cases.rows; ++i)
+        weights[i] = cases.isHeldOut[i] ? 0 : cases.weights[i];
       for (std::size_t i = 0; i < cases.rows;) {
         const ColumnReader::Cells cells = reader.Next(cases.rows - i);
-        ofCode.resize(reader.Table().size());
-        for (std::size_t at = 0; at < cells.count; ++at, ++i) {
-          const double weight = cases.isHeldOut[i] ? 0 : cases.weights[i];
-          if (cells.codes && from.IsCodedThroughout()) {
-            ofCode[cells.codes[at]] += weight;
-          } else if (weight > 0) {
-            const double value = cells.codes ? reader.Table()[cells.codes[at]] : cells.values[at];
-            if (std::isfinite(value)) distinct.Add(value, weight);
-          }
+        const std::vector<double>& table = reader.Table();
+        ofCode.resize(table.size());
+        for (std::size_t at = 0; isCoded && at < cells.count; ++at)
+          ofCode[cells.codes[at]] += weights[i + at];
+        for (std::size_t at = 0; !isCoded && at < cells.count; ++at) {
+          const double value = cells.codes ? table[cells.codes[at]] : cells.values[at];
+          if (weights[i + at] > 0 && std::isfinite(value)) distinct.Add(value, weights[i + at]);
         }
+        i += cells.count;
       }
       row += cases.rows;
     }
-    if (from.IsCodedThroughout())
+    if (isCoded)
       for (std::size_t code = Block::FirstValue; code < ofCode.size(); ++code)
         distinct.AddDistinct(reader.Table()[code], ofCode[code]);
   }

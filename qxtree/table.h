@@ -97,14 +97,13 @@ inline bool IsHeldOut(const Options& options, std::size_t row) {
 // Reads the records of a table in order, from the first one on.
 class CasesReader {
  public:
-  CasesReader(Table& table, const Options& options);
+  explicit CasesReader(Table& table);
 
   // The next block. The last one has fewer rows, and after it there are none.
   const Cases& Next();
 
  private:
   Table& fTable;
-  const Options& fOptions;
   std::size_t fRow = 0;
   Cases fCases;
 };

@@ -127,7 +127,11 @@ class TargetReader {
     };
     std::vector<std::uint16_t> classes(kBlockRows);
     const auto mark = [&](double value) { return Mark(value); };
+    std::vector<unsigned char> isHeldOut(kBlockRows);
+    std::size_t row = 0;
     ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
+      for (std::size_t i = 0; i < rows; ++i) isHeldOut[i] = IsHeldOut(fOptions, row++);
+      fTable.cases.Write(isHeldOut.data(), rows);
       if (fWeights) fTable.cases.Write(weights, rows * sizeof *weights);
       if (fTable.isRegression) return fTable.cases.Write(values, rows * sizeof *values);
       std::transform(values, values + rows, classes.begin(),
@@ -171,27 +175,25 @@ Categories SortCategories(const Dictionary& dictionary) {
   return categories;
 }
 
-CasesReader::CasesReader(Table& table, const Options& options) : fTable(table), fOptions(options) {
-  fTable.cases.Rewind();
-}
+CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); }
 
 const Cases& CasesReader::Next() {
   const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
+  fRow += rows;
   fCases.weights.assign(rows, 1.0);
   fCases.isHeldOut.resize(rows);
+  fTable.cases.Read(fCases.isHeldOut.data(), rows);
   if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
   if (fTable.isRegression) {
     fCases.targets.resize(rows);
     fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
+    for (std::size_t i = 0; i < rows; ++i)
+      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
   } else {
     fCases.classes.resize(rows);
     fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
-  }
-  for (std::size_t i = 0; i < rows; ++i, ++fRow) {
-    fCases.isHeldOut[i] = IsHeldOut(fOptions, fRow);
-    const bool hasTarget =
-        fTable.isRegression ? std::isfinite(fCases.targets[i]) : fCases.classes[i] != kNoClass;
-    if (!hasTarget) fCases.weights[i] = 0;
+    for (std::size_t i = 0; i < rows; ++i)
+      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
   }
   return fCases;
 }

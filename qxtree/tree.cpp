@@ -24,7 +24,7 @@ class Grower {
       : fTable(table),
         fOptions(options),
         fImpurity(table),
-        fScan(table, options, settings),
+        fScan(table, settings),
         fMemory((static_cast<std::size_t>(options.memory) - table.binBytes) / 4),
         fGains(table.columns.size()) {}
 
