@@ -1,4 +1,4 @@
-// A view set with a writer for each view, for engines to copy and adapt. The example program, the
+// A view set with a writer for each view, for engines to copy and adapt. The tree engine, the
 // tests and the benchmarks use it as it is.
 #ifndef QXUTILS_EXAMPLES_VIEWSET_H
 #define QXUTILS_EXAMPLES_VIEWSET_H

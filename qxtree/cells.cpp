@@ -1,0 +1,216 @@
+#include "qxtree/cells.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+
+#include "qxutils/text/localeutil.h"
+#include "qxutils/text/mbtoutf8_unix.h"
+
+namespace qxtree {
+namespace {
+
+constexpr int kMostDigits = 17;  // tell any two doubles apart
+constexpr double kDay = 86400;
+
+struct Day {
+  long year;
+  int month, day;  // from 1
+};
+
+// Days since 14 October 1582 in the Gregorian calendar: with years that begin in March, the leap
+// day is the last one (E. M. Reingold, N. Dershowitz, Calendrical Calculations, 2018).
+constexpr long DaysOf(Day day) {
+  const long year = day.month > 2 ? day.year : day.year - 1;
+  const long month = (day.month + 9) % 12;
+  constexpr long kStart = 578041;  // the day itself by the same formula
+  return 365 * year + year / 4 - year / 100 + year / 400 + (153 * month + 2) / 5 + day.day - kStart;
+}
+static_assert(DaysOf({1582, 10, 14}) == 0 && DaysOf({1970, 1, 1}) == 141428);
+
+Day DayOf(long days) {
+  long year = 1582 + days * 400 / 146097 + 1;
+  while (DaysOf({year, 1, 1}) > days) --year;
+  int month = 12;
+  while (DaysOf({year, month, 1}) > days) --month;
+  return {year, month, static_cast<int>(days - DaysOf({year, month, 1})) + 1};
+}
+
+bool Exists(Day day) {
+  if (day.month < 1 || day.month > 12 || day.day < 1) return false;
+  const Day next = day.month < 12 ? Day{day.year, day.month + 1, 1} : Day{day.year + 1, 1, 1};
+  return DaysOf(day) < DaysOf(next);
+}
+
+// All `count` digits from `start` on; -1 when one is no digit.
+int Digits(std::string_view text, std::size_t start, std::size_t count) {
+  int value = 0;
+  for (const char digit : text.substr(start, count)) {
+    if (digit < '0' || digit > '9') return -1;
+    value = 10 * value + (digit - '0');
+  }
+  return value;
+}
+
+double SecondsOf(Day day) { return kDay * static_cast<double>(DaysOf(day)); }
+
+// Starts of coarser and finer spans of time around `middle`.
+std::vector<std::vector<double>> DatesNear(double middle) {
+  const Day day = DayOf(static_cast<long>(middle / kDay));
+  const Day nextMonth = day.month < 12 ? Day{day.year, day.month + 1, 1} : Day{day.year + 1, 1, 1};
+  std::vector<std::vector<double>> spans{
+      {SecondsOf({day.year, 1, 1}), SecondsOf({day.year + 1, 1, 1})},
+      {SecondsOf({day.year, day.month, 1}), SecondsOf(nextMonth)}};
+  for (const double seconds : {kDay, 3600.0, 60.0, 1.0}) {
+    const double start = std::floor(middle / seconds) * seconds;
+    spans.push_back({start, start + seconds});
+  }
+  return spans;
+}
+
+// The nearest of the candidates that are at least `low` and below `high`.
+std::optional<double> Nearest(const std::vector<double>& candidates, double low, double high) {
+  const double middle = low / 2 + high / 2;
+  std::optional<double> nearest;
+  for (const double value : candidates)
+    if (value >= low && value < high &&
+        (!nearest || std::abs(value - middle) < std::abs(*nearest - middle)))
+      nearest = value;
+  return nearest;
+}
+
+double Rounded(double value, int digits) {
+  const std::string text = qxg_800::Format(value, false, fmt::format("%.{}g", digits).c_str());
+  double rounded = value;
+  std::from_chars(text.data(), text.data() + text.size(), rounded);
+  return rounded;
+}
+
+// Reads a decimal number of up to 15 digits. Its digits and the power of ten are doubles without
+// rounding, so one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
+// Accurately, 1990). Nothing where it is another text.
+std::optional<double> ParsePlain(std::string_view cell) {
+  constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool isNegative = !cell.empty() && cell[0] == '-';
+  if (isNegative) cell.remove_prefix(1);
+  std::int64_t digits = 0;
+  std::size_t count = 0, decimals = 0;
+  bool hasPoint = false;
+  for (const char byte : cell) {
+    const int digit = byte - '0';
+    if (digit < 0 || digit > 9) {
+      if (byte != '.' || hasPoint) return std::nullopt;
+      hasPoint = true;
+      continue;
+    }
+    digits = 10 * digits + digit;
+    decimals += hasPoint;
+    if (++count == std::size(kPowers)) return std::nullopt;
+  }
+  if (count == 0) return std::nullopt;
+  const double value = static_cast<double>(digits) / kPowers[decimals];
+  return isNegative && digits > 0 ? -value : value;
+}
+
+}  // namespace
+
+std::optional<double> ParseNumber(std::string_view cell) {
+  if (const auto plain = ParsePlain(cell)) return plain;
+  const std::size_t start = cell.find_first_not_of(' ');
+  if (start == cell.npos) return std::nullopt;
+  cell = cell.substr(start, cell.find_last_not_of(' ') + 1 - start);
+  if (cell.front() == '+') {
+    cell.remove_prefix(1);
+    if (cell.substr(0, 1) == "-") return std::nullopt;
+  }
+  double value = 0;
+  const char* const end = cell.data() + cell.size();
+  const auto [stop, error] = std::from_chars(cell.data(), end, value);
+  if (error != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
+  return value + 0.0;  // a zero has no sign
+}
+
+std::optional<double> ParseDate(std::string_view cell) {
+  constexpr std::size_t kDate = 10, kDateTime = 19;
+  if (cell.size() != kDate && cell.size() != kDateTime) return std::nullopt;
+  const Day day{Digits(cell, 0, 4), Digits(cell, 5, 2), Digits(cell, 8, 2)};
+  if (cell[4] != '-' || cell[7] != '-' || day.year < 0 || !Exists(day)) return std::nullopt;
+  double seconds = SecondsOf(day);
+  if (cell.size() == kDateTime) {
+    const int hour = Digits(cell, 11, 2), minute = Digits(cell, 14, 2),
+              second = Digits(cell, 17, 2);
+    const bool isTime = (cell[10] == ' ' || cell[10] == 'T') && cell[13] == ':' && cell[16] == ':';
+    if (!isTime || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59)
+      return std::nullopt;
+    seconds += 3600 * hour + 60 * minute + second;
+  }
+  if (seconds < 0) return std::nullopt;
+  return seconds;
+}
+
+// A conversion may end early silently, and two texts would become one. The way back shows it.
+std::optional<std::string> ToUtf8(std::string_view cell) {
+  const std::string text(cell);
+  std::string utf8 = xmlu_800::MbToUTF8(text);
+  if (ToLocale(utf8) != text) return std::nullopt;
+  return utf8;
+}
+
+std::string ToLocale(const std::string& text) {
+  std::string local;
+  xmlu_800::UTF8ToMb(text, local);
+  return local;
+}
+
+std::string ShownCell(std::string_view cell) {
+  constexpr std::size_t kMostShown = 40, kMostOfCharacter = 4;  // bytes
+  const bool isWhole = cell.size() <= kMostShown;
+  for (std::size_t cut = 0; cut < (isWhole ? 1 : kMostOfCharacter); ++cut)
+    if (const auto utf8 = ToUtf8(cell.substr(0, kMostShown - cut)))
+      return isWhole ? *utf8 : *utf8 + "...";
+  std::string text;
+  for (const char byte : cell.substr(0, kMostShown))
+    text += (byte & 0x80) == 0
+                ? std::string(1, byte)
+                : fmt::format("\\x{:02X}", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+  return isWhole ? text : text + "...";
+}
+
+std::string ValueText(Kind kind, double value) {
+  if (!std::isfinite(value)) return "-";
+  if (kind == Kind::Date) return qxg_800::FormatRulesDate(value, true);
+  int digits = 15;
+  while (digits < kMostDigits && Rounded(value, digits) != value) ++digits;
+  return qxg_800::Format(value, false, fmt::format("%.{}g", digits).c_str());
+}
+
+double CutBetween(Kind kind, double low, double high) {
+  const double middle = low / 2 + high / 2;
+  if (kind == Kind::Date) {
+    for (const std::vector<double>& dates : DatesNear(middle))
+      if (const auto date = Nearest(dates, low, high)) return *date;
+    return low;
+  }
+  for (int digits = 1; digits < kMostDigits; ++digits)
+    if (const auto value = Nearest({Rounded(middle, digits), Rounded(low, digits)}, low, high))
+      return *value;
+  return low;
+}
+
+MissingTexts::MissingTexts(const std::vector<std::string>& texts) : fTexts(texts) {
+  for (const std::string& text : texts)
+    if (!text.empty()) fIsFirst[static_cast<unsigned char>(text[0])] = true;
+}
+
+bool MissingTexts::Has(std::string_view cell) const {
+  if (cell.empty()) return true;
+  if (!fIsFirst[static_cast<unsigned char>(cell[0])]) return false;
+  return std::find(fTexts.begin(), fTexts.end(), cell) != fTexts.end();
+}
+
+}  // namespace qxtree

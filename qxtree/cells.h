@@ -1,0 +1,53 @@
+// What a cell of a table holds, as text and as a value.
+#ifndef QXTREE_CELLS_H
+#define QXTREE_CELLS_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qxtree {
+
+enum class Kind { Number, Date, Text };
+
+// A number in decimal or with an exponent, with blanks or a plus sign before it. Nothing when the
+// cell is anything else, or not finite.
+std::optional<double> ParseNumber(std::string_view cell);
+
+// The seconds since 14 October 1582 of YYYY-MM-DD, alone or followed by a blank or T and HH:MM:SS.
+// Nothing when the cell is anything else, a day that does not exist, or before that day.
+std::optional<double> ParseDate(std::string_view cell);
+
+// The cell in UTF-8. Nothing when it can't be converted whole from the locale's code set.
+std::optional<std::string> ToUtf8(std::string_view cell);
+
+// A text in UTF-8 in the locale's code set. A character that it lacks ends the text there.
+std::string ToLocale(const std::string& text);
+
+// The start of a cell in UTF-8 for messages, with bytes like \xE9 when it can't be converted.
+std::string ShownCell(std::string_view cell);
+
+// A number as the shortest text that reads back as the same number, a date as in rules. "-" when
+// the value is not finite.
+std::string ValueText(Kind kind, double value);
+
+// The shortest decimal number, or the coarsest date, that is at least `low` and below `high`. Of
+// several the one nearest to their middle. REQUIRES: low < high, both of the kind (not checked).
+double CutBetween(Kind kind, double low, double high);
+
+// The texts that stand for a missing cell, besides an empty one.
+class MissingTexts {
+ public:
+  explicit MissingTexts(const std::vector<std::string>& texts);
+
+  bool Has(std::string_view cell) const;
+
+ private:
+  std::vector<std::string> fTexts;
+  bool fIsFirst[256] = {};  // whether one of them begins with the byte
+};
+
+}  // namespace qxtree
+
+#endif

@@ -1,0 +1,186 @@
+#include "qxtree/column.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+#include "qxutils/platform/qxutilsexception.h"
+#include "qxutils/text/infinityport.h"
+#include "qxutils/viewset/qxviewbuffer.h"
+
+namespace qxtree {
+namespace {
+
+constexpr int kDecisive = 1000;
+constexpr int kFewTexts = 4096;  // before their share of the cells is looked at
+constexpr int kMostCodes = static_cast<int>(kMostCategories) + Block::FirstValue;
+constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
+
+}  // namespace
+
+Column::Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view)
+    : fContext(context), fView(view), fDictionary(context.dictionaries) {
+  const auto utf8 = ToUtf8(name);
+  if (!utf8)
+    throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", name));
+  fName = *utf8;
+  if (kind) Decide(*kind);
+}
+
+void Column::TakeSlowly(std::string_view cell, long line) {
+  if (!fWhyLeftOut.empty()) return;
+  if (!fKind) return TakeUndecided(cell, line);
+  const bool isMissing = fContext.missing.Has(cell);
+  if (fIsCoded) {
+    if (!isMissing) return TakeNewText(cell, line);
+    if (!cell.empty()) fDictionary.Add(cell, Block::Missing);  // if there is room, to be faster
+    return PutCode(Block::Missing);
+  }
+  const std::optional<double> value = isMissing ? std::nullopt : Parse(cell);
+  if (!value) ++fCounts[isMissing ? Block::Missing : Block::Malformed];
+  if (!value && !isMissing) NoteMalformed(cell, line);
+  PutValue(value.value_or(qxg_800::GetInfinity()));
+}
+
+// All cells before are of one kind. A cell that is not decides for texts.
+void Column::TakeUndecided(std::string_view cell, long line) {
+  const bool isMissing = fContext.missing.Has(cell);
+  if (!isMissing) {
+    const bool isNumber = fLikely != Kind::Date && ParseNumber(cell);
+    const bool isDate = !isNumber && fLikely != Kind::Number && ParseDate(cell);
+    if (!isNumber && !isDate) {
+      Decide(Kind::Text);
+      return Take(cell, line);
+    }
+    fLikely = isNumber ? Kind::Number : Kind::Date;
+    if (fDictionary.Find(cell) == Dictionary::kNone && !fIsShort) {
+      fIsShort = !fDictionary.Add(cell, fNextCode);
+      fNextCode += !fIsShort;
+    }
+    ++fSeen;
+  }
+  const std::uint32_t bytes = isMissing ? Block::kMissing : static_cast<std::uint32_t>(cell.size());
+  fCounts[Block::Missing] += isMissing;
+  fBlock.texts.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
+  if (!isMissing) fBlock.texts.append(cell);
+  ++fBlock.rows;
+  if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > BlockBytes())
+    Flush(Block::Form::Texts);
+  if (fSeen == kDecisive) Decide(*fLikely);
+}
+
+void Column::Decide(Kind kind) {
+  Flush(Block::Form::Texts);
+  fKind = kind;
+  fIsCoded = true;
+  if (kind == Kind::Text) {
+    if (fIsShort) LeaveOut("its texts need more memory");
+    return;
+  }
+  fIsCodedThroughout = fSeen == 0;
+  if (fIsShort) return FreeDictionary();  // what is left of it
+  fDictionary.ForEach([&](std::string_view text, int) { fBlock.fresh.push_back(*Parse(text)); });
+}
+
+// The first cell of its text.
+void Column::TakeNewText(std::string_view cell, long line) {
+  const bool isText = fKind == Kind::Text;
+  const std::optional<double> value = isText ? std::nullopt : Parse(cell);
+  const bool isFit = isText ? ToUtf8(cell).has_value() : value.has_value();
+  if (!isFit) NoteMalformed(cell, line);
+  if (!isFit && isText) {
+    fDictionary.Add(cell, Block::Malformed);  // if there is room
+    return PutCode(Block::Malformed);
+  }
+  const bool isFull = isFit && fNextCode == kMostCodes;
+  const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > fCoded / 4 * 3;
+  const int code = isFit ? fNextCode : static_cast<int>(Block::Malformed);
+  if (isFull && isText) return LeaveOut(fmt::format("more than {} categories", kMostCategories));
+  if (isFull || isUseless || !AddText(cell, code)) {
+    if (isText) return LeaveOut("its texts need more memory");
+    FreeDictionary();
+    return TakeSlowly(cell, line);
+  }
+  fNextCode += isFit;
+  if (value) fBlock.fresh.push_back(*value);
+  PutCode(static_cast<std::uint16_t>(code));
+}
+
+bool Column::AddText(std::string_view cell, int code) {
+  while (!fDictionary.Add(cell, code))
+    if (fKind != Kind::Text || !fContext.freeDictionary()) return false;
+  return true;
+}
+
+void Column::FreeDictionary() {
+  if (fIsCoded && fBlock.rows > 0) Flush(Block::Form::Words);
+  fIsShort = !fKind;
+  fIsCoded = false;
+  fIsCodedThroughout = false;
+  fDictionary.Clear();
+}
+
+void Column::LeaveOut(const std::string& why) {
+  fWhyLeftOut = why;
+  fIsCoded = false;
+  fDictionary.Clear();
+  fBlock = {};
+}
+
+std::optional<double> Column::Parse(std::string_view cell) const {
+  return fKind == Kind::Number ? ParseNumber(cell) : ParseDate(cell);
+}
+
+void Column::NoteMalformed(std::string_view cell, long line) {
+  if (fLineOfMalformed > 0) return;
+  fLineOfMalformed = line;
+  fFirstMalformed = ShownCell(cell);
+}
+
+void Column::PutCode(std::uint16_t code) {
+  if (code < Block::FirstValue) ++fCounts[code];
+  fBlock.codes.push_back(code);
+  ++fCoded;
+  if (++fBlock.rows == fContext.blockRows) Flush(Block::Form::Words);
+}
+
+void Column::PutValue(double value) {
+  fBlock.values.push_back(value);
+  if (++fBlock.rows == fContext.blockRows) Flush(Block::Form::Values);
+}
+
+void Column::Finish() {
+  if (!fWhyLeftOut.empty()) return;
+  if (!fKind && fLikely) Decide(*fLikely);
+  Flush(!fKind ? Block::Form::Texts : fIsCoded ? Block::Form::Words : Block::Form::Values);
+  if (fKind != Kind::Text) fDictionary.Clear();
+  fBlock = {};
+}
+
+void Column::Flush(Block::Form form) {
+  if (fBlock.rows == 0) return;
+  const bool isNarrow = fNextCode - 1 <= std::numeric_limits<std::uint8_t>::max();
+  fBlock.form = form == Block::Form::Words && isNarrow ? Block::Form::Bytes : form;
+  const std::string bytes = fBlock.Packed();
+  qxg_800::QxViewBuffer* const buffer = fContext.views->manager.GetViewBuffer(fView, 1);
+  for (std::size_t done = 0; done < bytes.size();) {
+    // A write that finds the buffer full empties it first.
+    const long room = buffer->GetCapacity() - buffer->GetSize();
+    if (room == 0) fContext.segmentBytes += kSegmentBytes;
+    const auto most = static_cast<std::size_t>(room > 0 ? room : buffer->GetCapacity());
+    const int count = static_cast<int>(std::min(most, bytes.size() - done));
+    if (fContext.views->Write(fView, bytes.data() + done, count) != count)
+      throw qxg_800::QxUtilsException(QxUtils_800::FileWriteError);
+    done += static_cast<std::size_t>(count);
+  }
+  fBlock.rows = 0;
+  fBlock.fresh.clear();
+  fBlock.codes.clear();
+  fBlock.values.clear();
+  fBlock.texts.clear();
+  if (fBlock.texts.capacity() > 2 * BlockBytes()) fBlock.texts.shrink_to_fit();
+}
+
+}  // namespace qxtree

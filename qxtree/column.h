@@ -1,0 +1,108 @@
+// A column while its cells come in: finds out what it holds, and writes it to a view.
+#ifndef QXTREE_COLUMN_H
+#define QXTREE_COLUMN_H
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "examples/viewset.h"
+#include "qxtree/cells.h"
+#include "qxtree/dictionary.h"
+#include "qxtree/stream.h"
+
+namespace qxtree {
+
+constexpr std::size_t kMostCategories = 65534;  // of a column, and classes of the target
+constexpr std::size_t kBlockRows = 2048;        // that are written or read at a time
+
+// What the columns of a table share while it is read. All outlive the columns.
+struct ReadingContext {
+  examples::ViewSet* views;  // another one from time to time
+  const MissingTexts& missing;
+  MemoryShare& dictionaries;
+  // What the view set notes of segments. It is the importer's to look at.
+  std::size_t segmentBytes = 0;
+  std::size_t blockRows;  // cells that a column collects before it writes them
+  // Frees the dictionary of some column of numbers or dates; false when there is none.
+  std::function<bool()> freeDictionary;
+};
+
+// The first 1,000 cells that are not missing decide whether it holds numbers, dates or texts. Later
+// cells that do not fit are malformed.
+//
+// Cells are written as codes of distinct texts, so that a text is read once. Where nearly all
+// texts differ, or memory is short, values are written instead. The output of the program does not
+// depend on it. A column of texts that has too many of them is left out.
+class Column {
+ public:
+  // `view` of the set is the column's, with items of one byte. `kind` is decided if there is one.
+  Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view);
+
+  void Take(std::string_view cell, long line) {
+    const int code = !fIsCoded      ? Dictionary::kNone
+                     : cell.empty() ? static_cast<int>(Block::Missing)
+                                    : fDictionary.Find(cell);
+    if (code == Dictionary::kNone) return TakeSlowly(cell, line);
+    PutCode(static_cast<std::uint16_t>(code));
+  }
+
+  // Writes what is left and decides what is undecided.
+  void Finish();
+
+  // Whether it can go on without its dictionary, and what makes it do so.
+  bool IsFreeable() const { return fKind != Kind::Text && fDictionary.Bytes() > 0; }
+  void FreeDictionary();
+
+  const std::string& Name() const { return fName; }  // in UTF-8
+  bool IsEmpty() const { return !fKind; }            // no cell but missing ones
+  Kind GetKind() const { return fKind.value_or(Kind::Number); }
+  const std::string& WhyLeftOut() const { return fWhyLeftOut; }  // empty: it is not
+  long CountMissing() const { return fCounts[Block::Missing]; }
+  long CountMalformed() const { return fCounts[Block::Malformed]; }
+  const std::string& FirstMalformed() const { return fFirstMalformed; }  // by ShownCell
+  long LineOfMalformed() const { return fLineOfMalformed; }
+  // Whether all cells are codes.
+  bool IsCodedThroughout() const { return fIsCodedThroughout; }
+  // The texts of a column of texts; of others only while cells come in.
+  Dictionary& Texts() { return fDictionary; }
+
+ private:
+  void TakeSlowly(std::string_view cell, long line);
+  void TakeUndecided(std::string_view cell, long line);
+  void Decide(Kind kind);
+  void TakeNewText(std::string_view cell, long line);
+  bool AddText(std::string_view cell, int code);
+  void LeaveOut(const std::string& why);
+  std::optional<double> Parse(std::string_view cell) const;
+  void NoteMalformed(std::string_view cell, long line);
+  void PutCode(std::uint16_t code);
+  void PutValue(double value);
+  void Flush(Block::Form form);
+  // Of a block of texts: as many as a block of values and of new values takes.
+  std::size_t BlockBytes() const { return 2 * sizeof(double) * fContext.blockRows; }
+
+  std::string fName;
+  std::optional<Kind> fKind;
+  ReadingContext& fContext;
+  const int fView;
+  bool fIsCoded = false;  // cells are looked up
+  bool fIsCodedThroughout = true;
+  bool fIsShort = false;        // of memory, while undecided
+  std::optional<Kind> fLikely;  // what all cells so far are, while undecided
+  int fSeen = 0;                // cells that decide
+  long fCoded = 0;              // cells since it was decided
+  int fNextCode = Block::FirstValue;
+  Dictionary fDictionary;
+  Block fBlock;
+  std::array<long, Block::FirstValue> fCounts{};  // cells without a value, by code
+  std::string fFirstMalformed, fWhyLeftOut;
+  long fLineOfMalformed = 0;
+};
+
+}  // namespace qxtree
+
+#endif

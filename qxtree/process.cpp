@@ -1,0 +1,176 @@
+#include "qxtree/process.h"
+
+#include <fmt/format.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <system_error>
+
+namespace qxtree {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr double kShowSeconds = 0.2;  // from one progress to the next
+constexpr double kLeastTold = 1;      // seconds that it takes to tell the time left
+
+volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
+
+extern "C" void Mark(int signal) { caught = signal; }
+
+// A signal that is ignored stays so.
+void Catch(int signal) {
+  struct sigaction action {};
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = Mark;  // without SA_RESTART: a read that waits ends
+  sigaction(signal, &action, nullptr);
+}
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string Duration(double seconds) {
+  const auto whole = static_cast<long>(seconds) + 1;
+  return whole < 60     ? fmt::format("{} s", whole)
+         : whole < 3600 ? fmt::format("{}:{:02} min", whole / 60, whole % 60)
+                        : fmt::format("{}:{:02} h", whole / 3600, whole / 60 % 60);
+}
+
+struct Progress {
+  const bool isShown = isatty(STDERR_FILENO) == 1;
+  bool isSilent = false;
+  std::string task;  // empty: none is shown
+  Clock::time_point start, last;
+};
+
+Progress& TheProgress() {
+  static Progress progress;
+  return progress;
+}
+
+// Throws std::system_error.
+void Write(const std::string& path, const char* mode, const std::string& text) {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), mode), std::fclose);
+  const bool isWhole = file && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  if (!isWhole || std::fclose(file.release()) != 0)
+    throw std::system_error(errno, std::generic_category());
+}
+
+// Removes a file at the end unless it has got another name.
+struct Part {
+  const std::string path;
+  ~Part() { std::remove(path.c_str()); }
+};
+
+// Makes room in `parent` first.
+const std::string& Swept(const std::string& parent) {
+  examples::SweepDeadFolders(parent);
+  return parent;
+}
+
+}  // namespace
+
+void CatchSignals() {
+  std::signal(SIGXFSZ, SIG_IGN);  // the write fails then
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2,
+                           SIGPOLL, SIGPROF, SIGVTALRM, SIGXCPU, SIGSTKFLT, SIGPWR})
+    Catch(signal);
+  for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) Catch(signal);
+}
+
+void EndBySignal() {
+  if (caught == 0) return;
+  std::signal(caught, SIG_DFL);
+  std::raise(caught);
+}
+
+void Poll() {
+  if (caught != 0) throw Interrupted();
+}
+
+void WriteTo(std::FILE* stream, std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0)
+    return;
+  const int error = errno;
+  Poll();  // whoever reads it has left
+  throw fmt::system_error(error, "cannot write to standard {}",
+                          stream == stdout ? "output" : "error");
+}
+
+void WriteFile(const std::string& path, const std::string& text) try {
+  // A link stays one, and so does a device or a pipe.
+  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(path, "we", text);
+  const std::string target = fs::exists(path) ? fs::canonical(path).string() : path;
+  const Part part{fmt::format("{}.{}.part", target, getpid())};
+  Write(part.path, "wxe", text);
+  fs::rename(part.path, target);
+} catch (const std::system_error& error) {
+  throw fmt::system_error(error.code().value(), "cannot write to '{}'", path);
+}
+
+void ShowProgress(const char* task, double share) {
+  Progress& progress = TheProgress();
+  if (!progress.isShown || progress.isSilent) return;
+  const bool isNew = progress.task != task;
+  if (isNew) progress.start = Clock::now();
+  if (!isNew && SecondsSince(progress.last) < kShowSeconds) return;
+  progress.task = task;
+  progress.last = Clock::now();
+  const double seconds = SecondsSince(progress.start);
+  std::string text = task;
+  if (share >= 0) text += fmt::format(" {:.0f}%", std::floor(100 * share));
+  if (share > 0 && seconds > kLeastTold)
+    text += ", " + Duration(seconds / share - seconds) + " left";
+  std::fprintf(stderr, "\r\033[K%s", text.c_str());
+}
+
+void ClearProgress() {
+  Progress& progress = TheProgress();
+  if (!progress.task.empty()) std::fputs("\r\033[K", stderr);
+  progress.task.clear();
+}
+
+void StopProgress() { TheProgress().isSilent = true; }
+
+long PeakMemory() {
+  // Unlike getrusage this does not count the program that started this one.
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (long peak = 0; std::sscanf(line.c_str(), "VmHWM: %ld", &peak) == 1) return peak;
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+std::string OneLine(std::string text) {
+  const auto isControl = [](unsigned char byte) { return byte < ' ' || byte == '\x7f'; };
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
+}
+
+TempFolder::TempFolder(const std::string& parent) : fFolder(Swept(parent)) {}
+
+std::size_t TempFolder::Measure() {
+  std::size_t bytes = 0;
+  std::error_code ignored;  // what can't be measured is no reason to end
+  for (fs::directory_iterator at(fFolder.Path(), ignored), end; at != end; at.increment(ignored)) {
+    const std::uintmax_t size = at->file_size(ignored);
+    if (!ignored) bytes += size;
+  }
+  Note(bytes);
+  return bytes;
+}
+
+}  // namespace qxtree

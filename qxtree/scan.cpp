@@ -1,0 +1,148 @@
+#include "qxtree/scan.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace qxtree {
+namespace {
+
+constexpr std::size_t kNoPlace = static_cast<std::size_t>(-1);
+
+}  // namespace
+
+Counts::Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn,
+               std::size_t endColumn, std::size_t slots)
+    : fFirst(firstColumn),
+      fEnd(endColumn),
+      fSums(table.CountSums()),
+      fIsRegression(table.isRegression) {
+  std::size_t cells = 0;
+  for (std::size_t place = firstColumn; place < endColumn; ++place) {
+    fStarts.push_back(cells);
+    fBins.push_back(table.columns[group.columns[place]].CountBins() + 1);
+    cells += fBins.back() * slots * fSums;
+  }
+  fCells.resize(cells);
+}
+
+Histogram Counts::Of(std::size_t column, std::size_t slot) const {
+  const std::size_t bins = fBins[column - fFirst];
+  return {fCells.data() + fStarts[column - fFirst] + slot * bins * fSums, bins};
+}
+
+template <class Bin>
+void Counts::Add(std::size_t column, const Bin* bins, const std::vector<Case>& chosen,
+                 const Cases& cases) {
+  double* const cells = fCells.data() + fStarts[column - fFirst];
+  const std::size_t count = fBins[column - fFirst], sums = fSums;
+  const std::uint16_t* const classes = cases.classes.data();
+  if (fIsRegression) {
+    for (const Case& one : chosen) {
+      double* const cell = cells + (one.slot * count + bins[one.row]) * sums;
+      const double sum = one.weight * cases.targets[one.row];
+      cell[0] += one.weight;
+      cell[1] += sum;
+      cell[2] += sum * cases.targets[one.row];
+    }
+  } else {
+    for (const Case& one : chosen)
+      cells[(one.slot * count + bins[one.row]) * sums + classes[one.row]] += one.weight;
+  }
+}
+
+Scan::Scan(Table& table, const Arbex_800::EnvironmentSettings& settings)
+    : fTable(table), fSettings(settings), fNodes(kBlockRows) {}
+
+void Scan::Begin(const Task& task) {
+  fCases.emplace(fTable);
+  fRow = 0;
+  if (fOld) fOld->Rewind();
+  if (task.moves) fNew.emplace(fSettings);
+  fPlaces.assign(fTable.columns.size(), kNoPlace);
+  fStarts.clear();
+  if (!task.group) return;
+  task.group->codes.Rewind();
+  std::size_t start = 0;
+  for (std::size_t place = 0; place < task.group->columns.size(); ++place) {
+    fPlaces[task.group->columns[place]] = place;
+    fStarts.push_back(start);
+    start += kBlockRows * (task.group->isWide[place] ? 2 : 1);
+  }
+  fBins.resize(start);
+}
+
+const Cases& Scan::Next(const Task& task) {
+  Poll();
+  ShowProgress(task.name, static_cast<double>(fRow) / static_cast<double>(fTable.rows));
+  const Cases& cases = fCases->Next();
+  fRow += cases.rows;
+  if (fOld) fOld->Read(fNodes.data(), cases.rows * sizeof fNodes[0]);
+  if (!fOld) std::fill(fNodes.begin(), fNodes.end(), 0);
+  if (!task.group) return cases;
+  ReadBins(*task.group, cases.rows);
+  if (task.moves) MoveRecords(task, cases.rows);
+  if (task.counts) Count(task, cases);
+  return cases;
+}
+
+void Scan::End(const Task& task) {
+  if (task.group) task.group->codes.Close();
+  if (!task.moves) return;
+  fNew->Close();
+  fOld = std::move(fNew);
+  fNew.reset();
+}
+
+void Scan::ReadBins(CodeGroup& group, std::size_t rows) {
+  for (std::size_t place = 0; place < group.columns.size(); ++place)
+    fStarts[place] = place == 0 ? 0 : fStarts[place - 1] + rows * (group.isWide[place - 1] ? 2 : 1);
+  const std::size_t last = group.columns.size() - 1;
+  group.codes.Read(fBins.data(), fStarts[last] + rows * (group.isWide[last] ? 2 : 1));
+}
+
+std::size_t Scan::BinOf(const CodeGroup& group, std::size_t column, std::size_t row) const {
+  const unsigned char* const bins = fBins.data() + fStarts[column];
+  if (!group.isWide[column]) return bins[row];
+  std::uint16_t bin = 0;
+  std::memcpy(&bin, bins + row * sizeof bin, sizeof bin);
+  return bin;
+}
+
+// Children are not split yet, so that no record moves twice.
+void Scan::MoveRecords(const Task& task, std::size_t rows) {
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (fNodes[row] < task.firstMove) continue;
+    const std::size_t number = fNodes[row] - task.firstMove;
+    if (number >= task.moves->size()) continue;
+    const Move& move = (*task.moves)[number];
+    if (!move.isSplit || fPlaces[move.column] == kNoPlace) continue;
+    const std::size_t bin = BinOf(*task.group, fPlaces[move.column], row);
+    fNodes[row] = move.left + (move.isLeft[bin] ? 0 : 1);
+  }
+  fNew->Write(fNodes.data(), rows * sizeof fNodes[0]);
+}
+
+void Scan::Count(const Task& task, const Cases& cases) {
+  fChosen.clear();
+  for (std::size_t row = 0; row < cases.rows; ++row) {
+    if (cases.isHeldOut[row] || !(cases.weights[row] > 0)) continue;
+    if (fNodes[row] < task.firstSlot) continue;
+    const std::size_t number = fNodes[row] - task.firstSlot;
+    if (number >= task.slots->size()) continue;
+    const std::uint32_t slot = (*task.slots)[number];
+    if (slot == Counts::kNoSlot) continue;
+    fChosen.push_back({static_cast<std::uint32_t>(row), slot, cases.weights[row]});
+  }
+  for (std::size_t place = task.counts->First(); place < task.counts->End(); ++place) {
+    const unsigned char* const bins = fBins.data() + fStarts[place];
+    if (!task.group->isWide[place]) {
+      task.counts->Add(place, bins, fChosen, cases);
+      continue;
+    }
+    fWide.resize(cases.rows);
+    std::memcpy(fWide.data(), bins, cases.rows * sizeof fWide[0]);
+    task.counts->Add(place, fWide.data(), fChosen, cases);
+  }
+}
+
+}  // namespace qxtree

@@ -1,0 +1,84 @@
+#include "qxtree/score.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "qxtree/process.h"
+
+namespace qxtree {
+namespace {
+
+// A share as it is shown in a table.
+std::string Share(double part, double whole) {
+  return whole > 0 ? fmt::format("{:.4f}", part / whole) : "-";
+}
+
+std::string Named(const std::string& name) { return fmt::format("{:<16.16}", OneLine(name)); }
+std::string Aligned(const std::string& text) { return fmt::format(" {:>10.10}", text); }
+
+}  // namespace
+
+Score::Score(const Model& model) : fModel(model) {
+  const std::size_t classes = model.classes.size();
+  if (classes <= kMostClasses) fCells.resize((classes + 1) * classes);
+}
+
+void Score::AddClass(std::size_t actual, std::size_t predicted, double cases) {
+  fCases += cases;
+  if (actual == predicted) fCorrect += cases;
+  if (actual == fModel.nodes[0].Commonest()) fCommonest += cases;
+  if (!fCells.empty()) fCells[actual * fModel.classes.size() + predicted] += cases;
+}
+
+// The mean and the squares by the method of D. H. D. West, Communications of the ACM 22(9), 1979.
+void Score::AddNumber(double actual, double predicted, double cases) {
+  if (!(cases > 0)) return;
+  fErrors += cases * (actual - predicted) * (actual - predicted);
+  const double difference = actual - fMean, step = difference * (cases / (fCases + cases));
+  fSquares += fCases * difference * step;
+  fMean += step;
+  fCases += cases;
+}
+
+std::string Score::Line(const std::string& what) const {
+  const char* const measure = fModel.isRegression ? "error" : "accuracy";
+  const std::string start = what + (what.empty() ? "" : " ") + measure;
+  if (!(fCases > 0))
+    return fmt::format("{} unknown (no {}cases)\n", start, what + (what.empty() ? "" : " "));
+  if (!fModel.isRegression)
+    return fmt::format("{} {:.4f} ({:.15g} of {:.15g} cases), commonest class {:.4f}\n", start,
+                       fCorrect / fCases, fCorrect, fCases, fCommonest / fCases);
+  const std::string explained =
+      fSquares > 0 ? fmt::format("{:.4f}", 1 - fErrors / fSquares) : "unknown";
+  return fmt::format("{} {:.6g} (root of the mean square), share explained {} ({:.15g} cases)\n",
+                     start, std::sqrt(fErrors / fCases), explained, fCases);
+}
+
+std::string Score::Table() const {
+  if (fModel.isRegression || fCells.empty() || !(fCases > 0)) return {};
+  const std::size_t classes = fModel.classes.size();
+  std::string text = Named("cases predicted:"), last = Named("precision");
+  double unknown = 0;
+  for (std::size_t predicted = 0; predicted < classes; ++predicted) {
+    double whole = 0;
+    for (std::size_t actual = 0; actual <= classes; ++actual) whole += Cell(actual, predicted);
+    unknown += Cell(classes, predicted);
+    text += Aligned(OneLine(fModel.classes[predicted]));
+    last += Aligned(Share(Cell(predicted, predicted), whole));
+  }
+  text += Aligned("recall") + '\n';
+  for (std::size_t actual = 0; actual < classes + (unknown > 0 ? 1 : 0); ++actual) {
+    const bool isKnown = actual < classes;
+    text += Named(isKnown ? fModel.classes[actual] : "(unknown class)");
+    double whole = 0;
+    for (std::size_t predicted = 0; predicted < classes; ++predicted) {
+      whole += Cell(actual, predicted);
+      text += Aligned(fmt::format("{:.10g}", Cell(actual, predicted)));
+    }
+    text += Aligned(isKnown ? Share(Cell(actual, actual), whole) : "-") + '\n';
+  }
+  return text + last + '\n';
+}
+
+}  // namespace qxtree

@@ -1,0 +1,191 @@
+#include "qxtree/table.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+#include "qxtree/importer.h"
+#include "qxtree/target.h"
+
+namespace qxtree {
+namespace {
+
+constexpr std::size_t kColumnsPerGroup = 32;  // so many files are open at once
+
+class TableMaker {
+ public:
+  TableMaker(const Options& options, TempFolder& folder)
+      : fOptions(options), fFolder(folder), fImporter(options, folder), fTable(folder.Settings()) {}
+
+  Table Make() {
+    fImporter.Read();
+    fTable.rows = fImporter.CountRows();
+    fTable.target = fImporter.Target();
+    fTable.hasWeights = fImporter.Weight() != Importer::kNone;
+    for (std::size_t i = 0; i < fImporter.CountColumns(); ++i) Describe(i);
+    ReadTarget(fImporter, fOptions, fTable);
+    for (std::size_t i = 0; i < fTable.columns.size(); ++i)
+      if (fTable.columns[i].isInput) AddInput(i);
+    if (!fGroup.empty()) WriteGroup();
+    fFolder.Measure();
+    return std::move(fTable);
+  }
+
+ private:
+  // A column whose bins are known, but not written yet.
+  struct Input {
+    std::size_t column;
+    Stream cells;
+    Categories categories;
+  };
+
+  void Describe(std::size_t i) {
+    TableColumn column;
+    column.name = fImporter.Name(i);
+    column.remark = i == fTable.target || i == fImporter.Weight() ? "weight" : "ignored";
+    if (const Column* const from = fImporter.Get(i)) {
+      column.name = from->Name();
+      column.kind = from->GetKind();
+      column.isEmpty = from->IsEmpty();
+      if (column.remark == "ignored") column.remark = from->WhyLeftOut();
+      column.isLeftOut = !from->WhyLeftOut().empty();
+      column.missing = from->CountMissing();
+      column.malformed = from->CountMalformed();
+      column.firstMalformed = from->FirstMalformed();
+      column.lineOfMalformed = from->LineOfMalformed();
+    }
+    column.isInput = column.remark.empty() && !column.isEmpty;
+    fTable.columns.push_back(std::move(column));
+  }
+
+  void AddInput(std::size_t i) {
+    TableColumn& column = fTable.columns[i];
+    Column& from = *fImporter.Get(i);
+    Input input{i, fImporter.TakeStream(i), {}};
+    if (column.kind == Kind::Text) {
+      input.categories = SortCategories(from.Texts());
+      column.categories = std::move(input.categories.texts);
+      column.distinct = column.categories.size();
+    } else {
+      Distinct distinct;
+      AddValues(input.cells, from, distinct);
+      column.bins =
+          MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
+      column.distinct = distinct.Groups().size();
+      fTable.binBytes += column.bins.Bytes();
+      CheckBins(i + 1);
+      column.isMerged = distinct.IsMerged();
+      column.statistics = distinct.Statistics();
+    }
+    // A histogram of one node has to fit.
+    const std::size_t bytes = (column.CountBins() + 1) * fTable.CountSums() * sizeof(double);
+    if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
+      column.isInput = false;
+      column.isLeftOut = true;
+      from.Texts().Clear();
+      column.categories = {};
+      column.remark = fmt::format("counts of {} bins by class need {}M of memory",
+                                  column.CountBins(), bytes / (1 << 20) * 4 + 4);
+      return;
+    }
+    fGroup.push_back(std::move(input));
+    if (fGroup.size() == kColumnsPerGroup) WriteGroup();
+  }
+
+  // They may take three quarters of the memory. Those of the other columns are taken for as many.
+  void CheckBins(std::size_t columns) const {
+    if (fTable.binBytes <= static_cast<std::size_t>(fOptions.memory) / 4 * 3) return;
+    const std::size_t bytes = fTable.binBytes / columns * fTable.columns.size();
+    throw std::runtime_error(
+        fmt::format("memory: the bins of {} columns need about {}M; fewer bins need less",
+                    fTable.columns.size(), bytes / 3 * 4 / (1 << 20) + 1));
+  }
+
+  // Of training cases.
+  void AddValues(Stream& stream, const Column& from, Distinct& distinct) {
+    ColumnReader reader(stream, from.GetKind(), nullptr);
+    CasesReader readCases(fTable);
+    const bool isCoded = from.IsCodedThroughout();
+    std::vector<double> ofCode, weights(kBlockRows);
+    for (std::size_t row = 0; row < fTable.rows;) {
+      Poll();
+      const Cases& cases = readCases.Next();
+      for (std::size_t i = 0; i < cases.rows; ++i)
+        weights[i] = cases.isHeldOut[i] ? 0 : cases.weights[i];
+      for (std::size_t i = 0; i < cases.rows;) {
+        const ColumnReader::Cells cells = reader.Next(cases.rows - i);
+        const std::vector<double>& table = reader.Table();
+        ofCode.resize(table.size());
+        for (std::size_t at = 0; isCoded && at < cells.count; ++at)
+          ofCode[cells.codes[at]] += weights[i + at];
+        for (std::size_t at = 0; !isCoded && at < cells.count; ++at) {
+          const double value = cells.codes ? table[cells.codes[at]] : cells.values[at];
+          if (weights[i + at] > 0 && std::isfinite(value)) distinct.Add(value, weights[i + at]);
+        }
+        i += cells.count;
+      }
+      row += cases.rows;
+    }
+    if (isCoded)
+      for (std::size_t code = Block::FirstValue; code < ofCode.size(); ++code)
+        distinct.AddDistinct(reader.Table()[code], ofCode[code]);
+  }
+
+  void WriteGroup() {
+    std::vector<Mapped<std::uint16_t>> readers;
+    CodeGroup group{{}, {}, Stream(fFolder.Settings())};
+    for (Input& input : fGroup) {
+      const TableColumn& column = fTable.columns[input.column];
+      readers.emplace_back(input.cells, column.kind, &fImporter.Get(input.column)->Texts());
+      group.columns.push_back(input.column);
+      group.isWide.push_back(column.CountBins() > 0xFF);
+    }
+    std::vector<std::uint16_t> bins(kBlockRows);
+    std::vector<unsigned char> narrow(kBlockRows);
+    for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
+      Poll();
+      const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
+      ShowProgress("bins", static_cast<double>(row) / static_cast<double>(fTable.rows));
+      for (std::size_t i = 0; i < fGroup.size(); ++i) {
+        const TableColumn& column = fTable.columns[fGroup[i].column];
+        readers[i].Next(rows, bins.data(),
+                        [&](double value) { return BinOf(column, fGroup[i], value); });
+        if (group.isWide[i]) {
+          group.codes.Write(bins.data(), rows * sizeof bins[0]);
+          continue;
+        }
+        std::transform(bins.begin(), bins.begin() + static_cast<std::ptrdiff_t>(rows),
+                       narrow.begin(),
+                       [](std::uint16_t bin) { return static_cast<unsigned char>(bin); });
+        group.codes.Write(narrow.data(), rows);
+      }
+    }
+    group.codes.Close();
+    fTable.groups.push_back(std::move(group));
+    for (const Input& input : fGroup) fImporter.Get(input.column)->Texts().Clear();
+    fGroup.clear();
+  }
+
+  static std::uint16_t BinOf(const TableColumn& column, const Input& input, double value) {
+    if (!std::isfinite(value)) return static_cast<std::uint16_t>(column.CountBins());
+    if (column.kind == Kind::Text) return input.categories.placeOf[static_cast<std::size_t>(value)];
+    return static_cast<std::uint16_t>(column.bins.Of(value));
+  }
+
+  const Options& fOptions;
+  TempFolder& fFolder;
+  Importer fImporter;
+  Table fTable;
+  std::vector<Input> fGroup;
+};
+
+}  // namespace
+
+Table ReadTable(const Options& options, TempFolder& folder) {
+  return TableMaker(options, folder).Make();
+}
+
+}  // namespace qxtree

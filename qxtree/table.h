@@ -1,0 +1,113 @@
+// A table whose cells lie on disk as the numbers of bins, ready to grow a tree on.
+#ifndef QXTREE_TABLE_H
+#define QXTREE_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qxtree/bins.h"
+#include "qxtree/cells.h"
+#include "qxtree/column.h"
+#include "qxtree/options.h"
+#include "qxtree/process.h"
+#include "qxtree/stream.h"
+#include "qxutils/numeric/qxstatistics.h"
+
+namespace qxtree {
+
+// A column of the file.
+struct TableColumn {
+  std::string name;
+  Kind kind = Kind::Number;
+  bool isEmpty = false;             // no cell but missing ones
+  bool isInput = false;             // may explain the target
+  bool isLeftOut = false;           // though it is not ignored
+  std::string remark;               // why it may not, or what the target is taken as
+  long missing = 0, malformed = 0;  // cells
+  std::string firstMalformed;       // in UTF-8, with ? for what can't be converted
+  long lineOfMalformed = 0;
+
+  std::size_t distinct = 0;  // categories, or values of training cases
+  // Of training cases, where it is an input of numbers or dates.
+  Bins bins;
+  bool isMerged = false;
+  qxg_800::QxStatistics statistics{1 | 2 | 4 | 8};
+  // Of texts, in the order of their bytes, until the model takes them.
+  std::vector<std::string> categories;
+
+  // Without that of missing cells, which is the next one.
+  std::size_t CountBins() const { return kind == Kind::Text ? distinct : bins.Count(); }
+};
+
+// Some inputs and the file of their bins: for each block of rows and each column the bins, of one
+// byte each or two.
+struct CodeGroup {
+  std::vector<std::size_t> columns;  // in Table::columns
+  std::vector<bool> isWide;          // two bytes
+  Stream codes;
+};
+
+constexpr std::uint16_t kNoClass = 0xFFFF;
+
+// The records of a block. Those that are no cases, without target or weight, have the weight 0.
+struct Cases {
+  std::size_t rows = 0;
+  std::vector<double> weights;
+  std::vector<std::uint16_t> classes;  // classification; kNoClass: none
+  std::vector<double> targets;         // regression: less the table's center
+  std::vector<unsigned char> isHeldOut;
+};
+
+struct Table {
+  explicit Table(const Arbex_800::EnvironmentSettings& settings) : cases(settings) {}
+
+  std::vector<TableColumn> columns;
+  std::size_t target = 0;
+  bool isRegression = false;
+  std::vector<std::string> classes;
+  double center = 0;  // near the mean of the target
+  bool hasWeights = false;
+  std::size_t rows = 0;
+  long withoutTarget = 0, withoutWeight = 0;  // records
+  std::size_t binBytes = 0;                   // of all columns
+  std::vector<CodeGroup> groups;
+  Stream cases;
+
+  // Numbers that a histogram has for a bin: a class each, or cases, sum and squares.
+  std::size_t CountSums() const { return isRegression ? 3 : classes.size(); }
+};
+
+// Streams the file of the options into the folder. Throws UsageError for a column that is not
+// there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
+// suffice, a column's name can't be converted, and for a target that does not fit the task.
+Table ReadTable(const Options& options, TempFolder& folder);
+
+// Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G.
+// L. Steele, D. Lea, C. H. Flood, Fast Splittable Pseudorandom Number Generators, 2014).
+inline bool IsHeldOut(const Options& options, std::size_t row) {
+  std::uint64_t bits = static_cast<std::uint64_t>(options.seed) + (row + 1) * 0x9E3779B97F4A7C15;
+  bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
+  bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EB;
+  bits ^= bits >> 31;
+  return static_cast<double>(bits >> 11) * 0x1p-53 < options.holdout;
+}
+
+// Reads the records of a table in order, from the first one on.
+class CasesReader {
+ public:
+  explicit CasesReader(Table& table);
+
+  // The next block. The last one has fewer rows, and after it there are none.
+  const Cases& Next();
+
+ private:
+  Table& fTable;
+  std::size_t fRow = 0;
+  Cases fCases;
+};
+
+}  // namespace qxtree
+
+#endif

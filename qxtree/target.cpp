@@ -1,0 +1,201 @@
+#include "qxtree/target.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "qxutils/iterators/binencodercache.h"
+
+namespace qxtree {
+namespace {
+
+constexpr std::size_t kFewClasses = 20;  // distinct whole numbers that stay classes
+using Task = Options::Task;
+
+class TargetReader {
+ public:
+  TargetReader(Importer& importer, const Options& options, Table& table)
+      : fOptions(options),
+        fTable(table),
+        fColumn(table.columns[table.target]),
+        fpSource(importer.Get(table.target)),
+        fTargets(importer.TakeStream(table.target)) {
+    if (table.hasWeights) fWeights.emplace(importer.TakeStream(importer.Weight()));
+  }
+
+  void Read() {
+    if (!fpSource->WhyLeftOut().empty()) Fail(fpSource->WhyLeftOut());
+    if (fColumn.isEmpty) Fail("all cells are missing");
+    if (fOptions.task == Task::Regression && fColumn.kind != Kind::Number)
+      Fail("a regression needs numbers");
+    fAreClasses = fOptions.task != Task::Regression;
+    Count();
+    if (!std::isfinite(fTotal)) throw std::runtime_error("the total of cases is not finite");
+    Settle();
+    Write();
+  }
+
+ private:
+  [[noreturn]] void Fail(const std::string& why) const {
+    throw std::runtime_error(fmt::format("target '{}': {}", fOptions.target, why));
+  }
+
+  // A number may be either class or number.
+  bool IsOpen() const { return fColumn.kind == Kind::Number && fOptions.task == Task::Automatic; }
+
+  Mapped<double> ReadValues() { return {fTargets, fColumn.kind, &fpSource->Texts()}; }
+  std::optional<Mapped<double>> ReadWeights() {
+    if (!fWeights) return std::nullopt;
+    return std::optional<Mapped<double>>(std::in_place, *fWeights, Kind::Number, nullptr);
+  }
+
+  // Calls use(rows, values, weights) for each block of the table.
+  template <class OfValue, class OfWeight, class Use>
+  void ForEachBlock(OfValue ofValue, OfWeight ofWeight, Use use) {
+    Mapped<double> readValues = ReadValues();
+    std::optional<Mapped<double>> readWeights = ReadWeights();
+    std::vector<double> values(kBlockRows), weights(kBlockRows, 1.0);
+    for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
+      Poll();
+      const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
+      readValues.Next(rows, values.data(), ofValue);
+      if (readWeights) readWeights->Next(rows, weights.data(), ofWeight);
+      use(rows, values.data(), weights.data());
+    }
+  }
+
+  void Count() {
+    const std::size_t most = IsOpen() ? kFewClasses : kMostCategories;
+    const auto itself = [](double value) { return value; };
+    ForEachBlock(
+        itself, itself, [&](std::size_t rows, const double* values, const double* weights) {
+          for (std::size_t i = 0; i < rows; ++i) {
+            const bool hasTarget = std::isfinite(values[i]);
+            const bool hasWeight = std::isfinite(weights[i]) && weights[i] >= 0;
+            fTable.withoutTarget += !hasTarget;
+            fTable.withoutWeight += !hasWeight;
+            if (!hasTarget || !hasWeight) continue;
+            fTotal += weights[i];
+            fSum += weights[i] * values[i];
+            if (!fAreClasses || fColumn.kind == Kind::Text) continue;
+            fClasses[values[i]] += weights[i];
+            fAreClasses =
+                fClasses.size() <= most && !(IsOpen() && values[i] != std::floor(values[i]));
+          }
+        });
+  }
+
+  void Settle() {
+    if (!fAreClasses && (fOptions.task == Task::Classes || fColumn.kind == Kind::Date))
+      Fail(fmt::format("more than {} classes", kMostCategories));
+    fTable.isRegression = !fAreClasses;
+    fColumn.remark = fAreClasses ? "target, as classes" : "target, as a number";
+    if (IsOpen())
+      fColumn.remark += fAreClasses ? fmt::format(" ({} whole numbers)", fClasses.size())
+                                    : " (many values, or fractions)";
+    if (fTable.isRegression) {
+      fTable.center = fTotal > 0 ? fSum / fTotal : 0;
+      if (!std::isfinite(fTable.center)) Fail("the numbers are too large");
+    } else if (fColumn.kind == Kind::Text) {
+      fCategories = SortCategories(fpSource->Texts());
+      fTable.classes = fCategories.texts;
+    } else {
+      for (const auto& known : fClasses)
+        fTable.classes.push_back(ValueText(fColumn.kind, known.value));
+      for (const auto& known : fClasses) fValues.push_back(known.value);
+    }
+  }
+
+  // The number of the class, or the distance from the center; kNoClass or infinity: no case.
+  double Mark(double value) const {
+    if (fTable.isRegression) return value - fTable.center;
+    if (!std::isfinite(value)) return kNoClass;
+    if (fColumn.kind == Kind::Text) return fCategories.placeOf[static_cast<std::size_t>(value)];
+    const auto at = std::lower_bound(fValues.begin(), fValues.end(), value);
+    return static_cast<double>(at - fValues.begin());
+  }
+
+  void Write() {
+    const double quantum = Quantum(fTotal);
+    const auto rounded = [&](double weight) {
+      const bool isWeight = std::isfinite(weight) && weight >= 0;
+      return isWeight ? std::nearbyint(weight / quantum) * quantum : 0.0;
+    };
+    std::vector<std::uint16_t> classes(kBlockRows);
+    const auto mark = [&](double value) { return Mark(value); };
+    std::vector<unsigned char> isHeldOut(kBlockRows);
+    std::size_t row = 0;
+    ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
+      for (std::size_t i = 0; i < rows; ++i) isHeldOut[i] = IsHeldOut(fOptions, row++);
+      fTable.cases.Write(isHeldOut.data(), rows);
+      if (fWeights) fTable.cases.Write(weights, rows * sizeof *weights);
+      if (fTable.isRegression) return fTable.cases.Write(values, rows * sizeof *values);
+      std::transform(values, values + rows, classes.begin(),
+                     [](double number) { return static_cast<std::uint16_t>(number); });
+      fTable.cases.Write(classes.data(), rows * sizeof classes[0]);
+    });
+  }
+
+  const Options& fOptions;
+  Table& fTable;
+  TableColumn& fColumn;
+  Column* const fpSource;
+  Stream fTargets;
+  std::optional<Stream> fWeights;
+  bool fAreClasses = false;
+  double fTotal = 0, fSum = 0;     // cases; times the target
+  qxg_800::ValueWeights fClasses;  // of numbers and dates, while they may be classes
+  std::vector<double> fValues;     // the same, ascending
+  Categories fCategories;          // of texts
+};
+
+}  // namespace
+
+void ReadTarget(Importer& importer, const Options& options, Table& table) {
+  TargetReader(importer, options, table).Read();
+}
+
+Categories SortCategories(const Dictionary& dictionary) {
+  std::vector<std::pair<std::string, int>> texts;
+  dictionary.ForEach([&](std::string_view text, int code) {
+    if (code >= Block::FirstValue) texts.emplace_back(*ToUtf8(text), code - Block::FirstValue);
+  });
+  std::sort(texts.begin(), texts.end());
+  Categories categories;
+  categories.placeOf.resize(dictionary.Size());  // of texts that are missing, too
+  for (auto& [text, code] : texts) {
+    categories.placeOf[static_cast<std::size_t>(code)] =
+        static_cast<std::uint16_t>(categories.texts.size());
+    categories.texts.push_back(std::move(text));
+  }
+  return categories;
+}
+
+CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); }
+
+const Cases& CasesReader::Next() {
+  const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
+  fRow += rows;
+  fCases.weights.assign(rows, 1.0);
+  fCases.isHeldOut.resize(rows);
+  fTable.cases.Read(fCases.isHeldOut.data(), rows);
+  if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  if (fTable.isRegression) {
+    fCases.targets.resize(rows);
+    fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
+    for (std::size_t i = 0; i < rows; ++i)
+      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
+  } else {
+    fCases.classes.resize(rows);
+    fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
+    for (std::size_t i = 0; i < rows; ++i)
+      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
+  }
+  return fCases;
+}
+
+}  // namespace qxtree

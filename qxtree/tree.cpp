@@ -1,0 +1,238 @@
+#include "qxtree/tree.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "qxtree/nodes.h"
+#include "qxtree/scan.h"
+#include "qxtree/score.h"
+#include "qxtree/split.h"
+
+namespace qxtree {
+namespace {
+
+constexpr std::size_t kNodeBytes = 600;  // of a node, besides its sums and categories
+
+class Grower {
+ public:
+  Grower(Table& table, const Options& options, const Arbex_800::EnvironmentSettings& settings)
+      : fTable(table),
+        fOptions(options),
+        fImpurity(table),
+        fScan(table, settings),
+        fMemory((static_cast<std::size_t>(options.memory) - table.binBytes) / 4),
+        fGains(table.columns.size()) {}
+
+  Growth Grow() {
+    PlantRoot();
+    for (int level = 0; level < fOptions.depth && HasOpen(); ++level) {
+      fName = fmt::format("level {}", level + 1);
+      FindSplits();
+      SplitNodes();
+    }
+    Growth growth{MakeModel(fTable, fOptions, fImpurity, fNodes), {}, {}, fGains};
+    Test(growth);
+    return growth;
+  }
+
+ private:
+  void PlantRoot() {
+    Sums root(fImpurity.Count());
+    fScan.Run({"root"}, [&](const Cases& cases, const std::uint32_t*) {
+      for (std::size_t row = 0; row < cases.rows; ++row) {
+        const double weight = cases.isHeldOut[row] ? 0 : cases.weights[row];
+        if (!(weight > 0)) continue;
+        if (fTable.isRegression) {
+          root[0] += weight;
+          root[1] += weight * cases.targets[row];
+          root[2] += weight * cases.targets[row] * cases.targets[row];
+        } else {
+          root[cases.classes[row]] += weight;
+        }
+      }
+    });
+    if (!(fImpurity.CasesOf(root.data()) > 0))
+      throw std::runtime_error("there are no training cases");
+    if (!std::isfinite(fImpurity.Of(root.data())))
+      throw std::runtime_error(
+          fmt::format("target '{}': the numbers are too large", fOptions.target));
+    fLeastGain = fOptions.minGain * fImpurity.Of(root.data());
+    AddNode(std::move(root));
+  }
+
+  void AddNode(Sums sums) {
+    GrownNode node;
+    const double cases = fImpurity.CasesOf(sums.data());
+    const bool isPure = fImpurity.Of(sums.data()) <= fImpurity.LeastImpurity(sums.data());
+    node.isOpen = !isPure && cases / 2 >= fOptions.minCases;
+    fBytes += kNodeBytes + 4 * sums.size() * sizeof(double);  // those of the children, too
+    CheckMemory();
+    node.sums = std::move(sums);
+    fNodes.push_back(std::move(node));
+  }
+
+  void CheckMemory() const {
+    if (fBytes > fMemory)
+      throw std::runtime_error(fmt::format(
+          "memory: the tree's {} nodes and more need at least {}M; a lesser depth or more "
+          "min-cases need less",
+          fNodes.size(), (fBytes >> 20) * 4 + 8));
+  }
+
+  bool HasOpen() const {
+    return std::any_of(fNodes.begin() + static_cast<std::ptrdiff_t>(fFirst), fNodes.end(),
+                       [](const GrownNode& node) { return node.isOpen; });
+  }
+
+  bool Moves(const CodeGroup& group) const {
+    return std::any_of(fMoves.begin(), fMoves.end(), [&](const Move& move) {
+      return move.isSplit && std::find(group.columns.begin(), group.columns.end(), move.column) !=
+                                 group.columns.end();
+    });
+  }
+
+  // A pass over the group that moves records first, if they are to be moved.
+  Scan::Task NewTask(CodeGroup& group) const {
+    Scan::Task task{fName.c_str(), &group};
+    if (!Moves(group)) return task;
+    task.moves = &fMoves;
+    task.firstMove = fFirstMove;
+    return task;
+  }
+
+  // By all groups but a single one, whose next pass does it.
+  void MoveRecords() {
+    if (fTable.groups.size() < 2) return;
+    for (CodeGroup& group : fTable.groups)
+      if (Moves(group)) fScan.Run(NewTask(group));
+    fMoves.clear();
+  }
+
+  void FindSplits() {
+    MoveRecords();
+    std::vector<std::size_t> open;
+    for (std::size_t node = fFirst; node < fNodes.size(); ++node)
+      if (fNodes[node].isOpen) open.push_back(node);
+    for (CodeGroup& group : fTable.groups)
+      for (std::size_t column = 0; column < group.columns.size();)
+        column = CountTurn(group, column, open);
+  }
+
+  // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
+  // Where not even one fits for all nodes, these are counted in turns.
+  std::size_t CountTurn(CodeGroup& group, std::size_t first, const std::vector<std::size_t>& open) {
+    std::size_t end = first + 1, bytes = Counts::BytesOf(fTable, group.columns[first]);
+    for (; end < group.columns.size(); ++end) {
+      const std::size_t more = Counts::BytesOf(fTable, group.columns[end]);
+      if ((bytes + more) * open.size() > fMemory) break;
+      bytes += more;
+    }
+    const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
+    for (std::size_t start = 0; start < open.size(); start += nodes)
+      CountNodes(
+          group, first, end,
+          {open.begin() + static_cast<std::ptrdiff_t>(start),
+           open.begin() + static_cast<std::ptrdiff_t>(std::min(start + nodes, open.size()))});
+    return end;
+  }
+
+  void CountNodes(CodeGroup& group, std::size_t first, std::size_t end,
+                  const std::vector<std::size_t>& nodes) {
+    Counts counts(fTable, group, first, end, nodes.size());
+    std::vector<std::uint32_t> slots(fNodes.size() - fFirst, Counts::kNoSlot);
+    for (std::size_t slot = 0; slot < nodes.size(); ++slot)
+      slots[nodes[slot] - fFirst] = static_cast<std::uint32_t>(slot);
+    Scan::Task task = NewTask(group);
+    task.counts = &counts;
+    task.slots = &slots;
+    task.firstSlot = static_cast<std::uint32_t>(fFirst);
+    fScan.Run(task);
+    if (task.moves) fMoves.clear();
+    for (std::size_t slot = 0; slot < nodes.size(); ++slot)
+      for (std::size_t place = first; place < end; ++place) {
+        const std::size_t column = group.columns[place];
+        GrownNode& node = fNodes[nodes[slot]];
+        ImproveSplit(counts.Of(place, slot), fTable.columns[column], column, fImpurity,
+                     fOptions.minCases, node.best);
+      }
+  }
+
+  // Gives the open nodes their children, which are the next level.
+  void SplitNodes() {
+    const std::size_t first = std::exchange(fFirst, fNodes.size());
+    fFirstMove = static_cast<std::uint32_t>(first);
+    fMoves.assign(fFirst - first, {});
+    std::size_t moves = 0;
+    for (std::size_t i = first; i < fFirst; ++i) {
+      const Candidate& best = fNodes[i].best;
+      if (!fNodes[i].isOpen || !(best.gain > 0) || best.gain < fLeastGain) continue;
+      Move& move = fMoves[i - first];
+      const std::size_t missing = fTable.columns[best.column].CountBins();
+      move = {true, best.column, static_cast<std::uint32_t>(fNodes.size()), {}};
+      for (std::size_t bin = 0; bin <= missing; ++bin)
+        move.isLeft.push_back(best.GoesLeft(bin, missing));
+      moves += move.isLeft.capacity();
+      fBytes += best.apart.capacity() * sizeof best.apart[0] * 3;
+      if (fBytes + moves > fMemory) fBytes += moves;
+      CheckMemory();
+      fGains[best.column] += best.gain;
+      fNodes[i].left = fNodes.size();
+      Sums left = best.children[0], right = best.children[1];
+      AddNode(std::move(left));
+      AddNode(std::move(right));
+    }
+  }
+
+  void Test(Growth& growth) {
+    fName = "test";
+    MoveRecords();
+    Scan::Task task{fName.c_str()};
+    if (fTable.groups.size() == 1) task = NewTask(fTable.groups[0]);
+    std::vector<std::size_t> guesses;
+    for (const Node& node : growth.model.nodes)
+      guesses.push_back(fTable.isRegression ? 0 : node.Commonest());
+    Score score(growth.model);
+    fScan.Run(task, [&](const Cases& cases, const std::uint32_t* nodes) {
+      for (std::size_t row = 0; row < cases.rows; ++row) {
+        const double weight = cases.weights[row];
+        if (!cases.isHeldOut[row] || !(weight > 0)) continue;
+        if (fTable.isRegression) {
+          score.AddNumber(fTable.center + cases.targets[row], growth.model.nodes[nodes[row]].mean,
+                          weight);
+        } else {
+          score.AddClass(cases.classes[row], guesses[nodes[row]], weight);
+        }
+      }
+    });
+    growth.score = score.Line("held-out");
+    growth.confusion = score.Table();
+  }
+
+  Table& fTable;
+  const Options& fOptions;
+  const Impurity fImpurity;
+  Scan fScan;
+  const std::size_t fMemory;  // for histograms, and for nodes
+  std::size_t fBytes = 0;     // of nodes
+  std::vector<double> fGains;
+  std::string fName;  // of what is done
+  std::vector<GrownNode> fNodes;
+  std::size_t fFirst = 0;    // node of the level
+  std::vector<Move> fMoves;  // still to be made
+  std::uint32_t fFirstMove = 0;
+  double fLeastGain = 0;
+};
+
+}  // namespace
+
+Growth GrowTree(Table& table, const Options& options,
+                const Arbex_800::EnvironmentSettings& settings) {
+  return Grower(table, options, settings).Grow();
+}
+
+}  // namespace qxtree
