@@ -41,9 +41,10 @@ IOBinFile::~IOBinFile() { IOBinFile::Close(); }
 
 bool IOBinFile::Open(const std::string& name, IOModeFile mode,
                      EnvironmentSettings::CompressionLevel level) {
-  fFileName = name;  // may throw, and only a Close that is reported may lose bytes
+  std::string copy(name);  // may throw, and only a Close that is reported may lose bytes
   const bool isClosed = Close();
   fLevel = level;
+  fFileName.swap(copy);
   fMode = mode;
   if (!isClosed || fFileName.empty()) return false;
   fpStream.reset(OpenImp(fFileName, fMode, ConvertToZlibLevel(fLevel)));
