@@ -85,7 +85,7 @@ std::optional<double> Nearest(const std::vector<double>& candidates, double low,
 
 double Rounded(double value, int digits) {
   const std::string text = qxg_800::Format(value, false, fmt::format("%.{}g", digits).c_str());
-  double rounded = value;
+  double rounded = std::copysign(HUGE_VAL, value);  // stays when the digits are too large
   std::from_chars(text.data(), text.data() + text.size(), rounded);
   return rounded;
 }

@@ -18,7 +18,7 @@
 namespace qxtree {
 
 // A temporary file that is written from start to end, then read any number of times. All failures
-// throw std::runtime_error.
+// throw qxg_800::QxUtilsException.
 class Stream {
  public:
   // A new file in the settings' folder, open for writing; removed with the object. The settings
