@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
+#include <locale>
+#include <sstream>
 
 #include "qxutils/text/localeutil.h"
 #include "qxutils/text/mbtoutf8_unix.h"
@@ -117,6 +119,15 @@ std::optional<double> ParsePlain(std::string_view cell) {
   return isNegative && digits > 0 ? -value : value;
 }
 
+// Whether a number that is out of range is too near to 0, and not too large. std::from_chars does
+// not tell.
+bool IsTiny(std::string_view number) {
+  std::istringstream stream{std::string(number)};
+  stream.imbue(std::locale::classic());
+  double value = 0;
+  return stream >> value && std::abs(value) < 1;
+}
+
 }  // namespace
 
 std::optional<double> ParseNumber(std::string_view cell) {
@@ -131,7 +142,9 @@ std::optional<double> ParseNumber(std::string_view cell) {
   double value = 0;
   const char* const end = cell.data() + cell.size();
   const auto [stop, error] = std::from_chars(cell.data(), end, value);
-  if (error != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
+  if (stop != end || error == std::errc::invalid_argument) return std::nullopt;
+  if (error == std::errc::result_out_of_range && !IsTiny(cell)) return std::nullopt;
+  if (!std::isfinite(value)) return std::nullopt;
   return value + 0.0;  // a zero has no sign
 }
 

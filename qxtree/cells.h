@@ -10,14 +10,20 @@
 namespace qxtree {
 
 enum class Kind { Number, Date, Text };
+constexpr const char* kKindNames[] = {"number", "date", "text"};
 
 // A number in decimal or with an exponent, with blanks or a plus sign before it. Nothing when the
-// cell is anything else, or not finite.
+// cell is anything else, or not finite. What is too near to 0 is 0.
 std::optional<double> ParseNumber(std::string_view cell);
 
 // The seconds since 14 October 1582 of YYYY-MM-DD, alone or followed by a blank or T and HH:MM:SS.
 // Nothing when the cell is anything else, a day that does not exist, or before that day.
 std::optional<double> ParseDate(std::string_view cell);
+
+// By either, as the kind is. REQUIRES: no text (not checked).
+inline std::optional<double> ParseCell(Kind kind, std::string_view cell) {
+  return kind == Kind::Number ? ParseNumber(cell) : ParseDate(cell);
+}
 
 // The cell in UTF-8. Nothing when it can't be converted whole from the locale's code set.
 std::optional<std::string> ToUtf8(std::string_view cell);

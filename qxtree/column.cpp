@@ -38,7 +38,7 @@ void Column::TakeSlowly(std::string_view cell, long line) {
     if (!cell.empty()) fDictionary.Add(cell, Block::Missing);  // if there is room, to be faster
     return PutCode(Block::Missing);
   }
-  const std::optional<double> value = isMissing ? std::nullopt : Parse(cell);
+  const std::optional<double> value = isMissing ? std::nullopt : ParseCell(*fKind, cell);
   if (!value) ++fCounts[isMissing ? Block::Missing : Block::Malformed];
   if (!value && !isMissing) NoteMalformed(cell, line);
   PutValue(value.value_or(qxg_800::GetInfinity()));
@@ -81,13 +81,14 @@ void Column::Decide(Kind kind) {
   }
   fIsCodedThroughout = fSeen == 0;
   if (fIsShort) return FreeDictionary();  // what is left of it
-  fDictionary.ForEach([&](std::string_view text, int) { fBlock.fresh.push_back(*Parse(text)); });
+  fDictionary.ForEach(
+      [&](std::string_view text, int) { fBlock.fresh.push_back(*ParseCell(kind, text)); });
 }
 
 // The first cell of its text.
 void Column::TakeNewText(std::string_view cell, long line) {
   const bool isText = fKind == Kind::Text;
-  const std::optional<double> value = isText ? std::nullopt : Parse(cell);
+  const std::optional<double> value = isText ? std::nullopt : ParseCell(*fKind, cell);
   const bool isFit = isText ? ToUtf8(cell).has_value() : value.has_value();
   if (!isFit) NoteMalformed(cell, line);
   if (!isFit && isText) {
@@ -127,10 +128,6 @@ void Column::LeaveOut(const std::string& why) {
   fIsCoded = false;
   fDictionary.Clear();
   fBlock = {};
-}
-
-std::optional<double> Column::Parse(std::string_view cell) const {
-  return fKind == Kind::Number ? ParseNumber(cell) : ParseDate(cell);
 }
 
 void Column::NoteMalformed(std::string_view cell, long line) {

@@ -40,6 +40,8 @@ struct ReadingContext {
 class Column {
  public:
   // `view` of the set is the column's, with items of one byte. `kind` is decided if there is one.
+  // Throws std::runtime_error for a name that is not in the locale's code set. Other functions
+  // throw it when a write fails.
   Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view);
 
   void Take(std::string_view cell, long line) {
@@ -77,7 +79,6 @@ class Column {
   void TakeNewText(std::string_view cell, long line);
   bool AddText(std::string_view cell, int code);
   void LeaveOut(const std::string& why);
-  std::optional<double> Parse(std::string_view cell) const;
   void NoteMalformed(std::string_view cell, long line);
   void PutCode(std::uint16_t code);
   void PutValue(double value);

@@ -25,7 +25,6 @@ using Out = nlohmann::ordered_json;
 
 constexpr int kVersion = 1;
 constexpr double kLowest = std::numeric_limits<double>::lowest();
-constexpr const char* kKinds[] = {"number", "date", "text"};  // as in Kind
 
 Out ToJson(const Split& split, Kind kind) {
   Out out{{"column", split.column}};
@@ -62,7 +61,7 @@ Out ToJson(const Model& model) {
   out["columns"] = Out::array();
   for (const ModelColumn& column : model.columns) {
     out["columns"].push_back(
-        {{"name", column.name}, {"kind", kKinds[static_cast<int>(column.kind)]}});
+        {{"name", column.name}, {"kind", kKindNames[static_cast<int>(column.kind)]}});
     if (column.kind == Kind::Text) out["columns"].back()["categories"] = column.categories;
   }
   out["nodes"] = Out::array();
@@ -81,23 +80,19 @@ void Require(bool condition, const json& value, const std::string& what) {
   if (!condition) throw json::other_error::create(0, what, &value);
 }
 
-const json& At(const json& value, const char* key) {
-  Require(value.contains(key), value, fmt::format("has no '{}'", key));
-  return value[key];
-}
-
 const json& Array(const json& value) {
   Require(value.is_array(), value, "is not an array");
   return value;
 }
 
-// No two are alike.
+void RequireDistinct(std::vector<std::string> texts, const json& value, const char* otherwise) {
+  std::sort(texts.begin(), texts.end());
+  Require(std::adjacent_find(texts.begin(), texts.end()) == texts.end(), value, otherwise);
+}
+
 std::vector<std::string> Texts(const json& value) {
-  auto texts = Array(value).get<std::vector<std::string>>();
-  std::vector<std::string> sorted = texts;
-  std::sort(sorted.begin(), sorted.end());
-  Require(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end(), value,
-          "repeats a text");
+  auto texts = value.get<std::vector<std::string>>();
+  RequireDistinct(texts, value, "repeats a text");
   return texts;
 }
 
@@ -110,7 +105,6 @@ std::size_t OneOf(const std::vector<std::string>& texts, const json& value) {
 }
 
 double Number(const json& value, double least) {
-  Require(value.is_number(), value, "is not a number");
   const auto number = value.get<double>();
   Require(std::isfinite(number) && number >= least, value, "is out of range");
   return number;
@@ -128,38 +122,36 @@ std::vector<ModelColumn> ReadColumns(const json& value, const std::string& targe
   std::vector<ModelColumn> columns;
   std::vector<std::string> names{target};
   for (const json& item : Array(value)) {
-    ModelColumn column{At(item, "name").get<std::string>(), Kind::Number, {}};
+    ModelColumn column{item.at("name").get<std::string>(), Kind::Number, {}};
     column.kind =
-        static_cast<Kind>(OneOf({std::begin(kKinds), std::end(kKinds)}, At(item, "kind")));
-    if (column.kind == Kind::Text) column.categories = Texts(At(item, "categories"));
+        static_cast<Kind>(OneOf({std::begin(kKindNames), std::end(kKindNames)}, item.at("kind")));
+    if (column.kind == Kind::Text) column.categories = Texts(item.at("categories"));
     Require(std::is_sorted(column.categories.begin(), column.categories.end()), item,
             "has categories that are not sorted");
     names.push_back(column.name);
     columns.push_back(std::move(column));
   }
-  std::sort(names.begin(), names.end());
-  Require(std::adjacent_find(names.begin(), names.end()) == names.end(), value,
-          "repeats a name, or that of the target");
+  RequireDistinct(std::move(names), value, "repeats a name, or that of the target");
   return columns;
 }
 
 Split ReadSplit(const json& value, const Model& model) {
   Split split;
-  split.column = Index(At(value, "column"), 0, model.columns.size());
-  split.missingLeft = OneOf({"left", "right"}, At(value, "missing")) == 0;
+  split.column = Index(value.at("column"), 0, model.columns.size());
+  split.missingLeft = OneOf({"left", "right"}, value.at("missing")) == 0;
   const ModelColumn& column = model.columns[split.column];
   const bool isCut = value.contains("cut"), isCategories = value.contains("categories");
-  const bool isPresent = value.contains("present") && value["present"] == true;
+  const bool isPresent = value.value("present", false);
   Require(isCut + isCategories + isPresent == 1, value,
           "is not by one of cut, categories and present");
   Require(!(column.kind == Kind::Text ? isCut : isCategories), value,
           "does not fit the kind of its column");
   if (isPresent) split.form = Split::Form::Present;
-  if (isCut) split.cut = Number(At(value, "cut"), kLowest);
+  if (isCut) split.cut = Number(value["cut"], kLowest);
   if (!isCategories) return split;
   split.form = Split::Form::Categories;
   std::size_t least = 0;
-  for (const json& item : Array(At(value, "categories"))) {
+  for (const json& item : Array(value["categories"])) {
     const std::size_t category = Index(item, least, column.categories.size());
     split.categories.push_back(static_cast<std::uint32_t>(category));
     least = category + 1;
@@ -170,11 +162,11 @@ Split ReadSplit(const json& value, const Model& model) {
 // `index` is that of the node, of `count`.
 Node ReadNode(const json& value, std::size_t index, std::size_t count, const Model& model) {
   Node node;
-  const json& cases = At(value, "cases");
+  const json& cases = value.at("cases");
   if (model.isRegression) {
     node.cases = Number(cases, 0);
-    node.mean = Number(At(value, "mean"), kLowest);
-    node.deviation = Number(At(value, "deviation"), 0);
+    node.mean = Number(value.at("mean"), kLowest);
+    node.deviation = Number(value.at("deviation"), 0);
   } else {
     for (const json& item : Array(cases)) node.classes.push_back(Number(item, 0));
     Require(node.classes.size() == model.classes.size(), cases, "does not fit the classes");
@@ -182,26 +174,26 @@ Node ReadNode(const json& value, std::size_t index, std::size_t count, const Mod
   }
   Require(node.cases > 0 && std::isfinite(node.cases), cases, "is out of range");
   if (!value.contains("left") && !value.contains("split")) return node;
-  node.left = Index(At(value, "left"), index + 1, count - 1);
-  Index(At(value, "right"), node.left + 1, node.left + 2);
-  node.split = ReadSplit(At(value, "split"), model);
-  node.split.gain = Number(At(value, "gain"), 0);
+  node.left = Index(value.at("left"), index + 1, count - 1);
+  Index(value.at("right"), node.left + 1, node.left + 2);
+  node.split = ReadSplit(value.at("split"), model);
+  node.split.gain = Number(value.at("gain"), 0);
   return node;
 }
 
 Model ToModel(const json& file) {
-  OneOf({"qxtree"}, At(file, "format"));
-  Index(At(file, "version"), kVersion, kVersion + 1);
+  OneOf({"qxtree"}, file.at("format"));
+  Index(file.at("version"), kVersion, kVersion + 1);
   Model model;
-  model.isRegression = OneOf({"classification", "regression"}, At(file, "task")) == 1;
-  model.target = At(file, "target").get<std::string>();
+  model.isRegression = OneOf({"classification", "regression"}, file.at("task")) == 1;
+  model.target = file.at("target").get<std::string>();
   if (!model.isRegression) {
-    model.classes = Texts(At(file, "classes"));
-    Require(!model.classes.empty(), At(file, "classes"), "is empty");
+    model.classes = Texts(file.at("classes"));
+    Require(!model.classes.empty(), file.at("classes"), "is empty");
   }
-  model.missing = Texts(At(file, "missing"));
-  model.columns = ReadColumns(At(file, "columns"), model.target);
-  const json& nodes = Array(At(file, "nodes"));
+  model.missing = Texts(file.at("missing"));
+  model.columns = ReadColumns(file.at("columns"), model.target);
+  const json& nodes = Array(file.at("nodes"));
   Require(!nodes.empty(), nodes, "is empty");
   std::vector<bool> isChild(nodes.size());
   for (const json& value : nodes) {
@@ -227,8 +219,7 @@ Model ReadModel(const std::string& path) {
                                                              std::fclose);
   if (!file) throw fmt::system_error(errno, "cannot open '{}'", path);
   try {
-    const json content = json::parse(file.get());
-    return ToModel(content);
+    return ToModel(json::parse(file.get()));
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {

@@ -17,11 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-#ifdef QXTREE_SAMPLE
 constexpr const char* kSample = QXTREE_SAMPLE;
-#else
-constexpr const char* kSample = "";
-#endif
 constexpr const char* kSampleTarget = "weather";
 constexpr long kMostSeed = std::numeric_limits<long>::max() - 1;  // what is above reads as one more
 

@@ -134,10 +134,8 @@ class Predictor : public CsvSink {
   double Value(std::size_t input, std::string_view cell) const {
     if (fMissing.Has(cell)) return qxg_800::GetInfinity();
     const Kind kind = fModel.columns[input].kind;
-    return (kind == Kind::Number ? ParseNumber(cell)
-            : kind == Kind::Date ? ParseDate(cell)
-                                 : Find(fTexts[input], cell))
-        .value_or(qxg_800::GetInfinity());
+    const auto value = kind == Kind::Text ? Find(fTexts[input], cell) : ParseCell(kind, cell);
+    return value.value_or(qxg_800::GetInfinity());
   }
 
   // The number of the class, or the value; nothing when it is missing or malformed.

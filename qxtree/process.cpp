@@ -48,17 +48,11 @@ std::string Duration(double seconds) {
                         : fmt::format("{}:{:02} h", whole / 3600, whole / 60 % 60);
 }
 
-struct Progress {
-  const bool isShown = isatty(STDERR_FILENO) == 1;
-  bool isSilent = false;
+struct {
+  bool isShown = isatty(STDERR_FILENO) == 1;
   std::string task;  // empty: none is shown
   Clock::time_point start, last;
-};
-
-Progress& TheProgress() {
-  static Progress progress;
-  return progress;
-}
+} progress;
 
 // Throws std::system_error.
 void Write(const std::string& path, const char* mode, const std::string& text) {
@@ -73,12 +67,6 @@ struct Part {
   const std::string path;
   ~Part() { std::remove(path.c_str()); }
 };
-
-// Makes room in `parent` first.
-const std::string& Swept(const std::string& parent) {
-  examples::SweepDeadFolders(parent);
-  return parent;
-}
 
 }  // namespace
 
@@ -121,8 +109,7 @@ void WriteFile(const std::string& path, const std::string& text) try {
 }
 
 void ShowProgress(const char* task, double share) {
-  Progress& progress = TheProgress();
-  if (!progress.isShown || progress.isSilent) return;
+  if (!progress.isShown) return;
   const bool isNew = progress.task != task;
   if (isNew) progress.start = Clock::now();
   if (!isNew && SecondsSince(progress.last) < kShowSeconds) return;
@@ -137,12 +124,11 @@ void ShowProgress(const char* task, double share) {
 }
 
 void ClearProgress() {
-  Progress& progress = TheProgress();
   if (!progress.task.empty()) std::fputs("\r\033[K", stderr);
   progress.task.clear();
 }
 
-void StopProgress() { TheProgress().isSilent = true; }
+void StopProgress() { progress.isShown = false; }
 
 long PeakMemory() {
   // Unlike getrusage this does not count the program that started this one.
@@ -160,7 +146,8 @@ std::string OneLine(std::string text) {
   return text;
 }
 
-TempFolder::TempFolder(const std::string& parent) : fFolder(Swept(parent)) {}
+TempFolder::TempFolder(const std::string& parent)
+    : fFolder((examples::SweepDeadFolders(parent), parent)) {}
 
 std::size_t TempFolder::Measure() {
   std::size_t bytes = 0;

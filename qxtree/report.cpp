@@ -14,7 +14,6 @@ namespace qxtree {
 namespace {
 
 constexpr char kLine[] = "{:<16} {:<7} {:>8} {:>9} {:>8} {:>5}  {}\n";
-constexpr const char* kKinds[] = {"number", "date", "text"};
 constexpr std::size_t kMostNamed = 8;    // categories
 constexpr std::size_t kMostShown = 100;  // bytes of a name or category
 
@@ -32,6 +31,8 @@ std::string Shown(const std::string& text) {
 
 // A column's line in the table.
 std::string Line(const TableColumn& column) {
+  if (column.isIgnored)
+    return fmt::format(kLine, Shown(column.name), "ignored", "", "", "", "", "");
   const qxg_800::QxStatistics& values = column.statistics;
   const bool isDate = column.kind == Kind::Date;
   std::string text = column.remark;
@@ -47,7 +48,7 @@ std::string Line(const TableColumn& column) {
                                : column.isMerged ? "merged"
                                                  : std::to_string(column.distinct);
   return fmt::format(kLine, Shown(column.name),
-                     column.isEmpty ? "empty" : kKinds[static_cast<int>(column.kind)],
+                     column.isEmpty ? "empty" : kKindNames[static_cast<int>(column.kind)],
                      column.missing, column.malformed, distinct,
                      column.isInput ? std::to_string(column.CountBins()) : "", text);
 }

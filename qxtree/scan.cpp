@@ -59,16 +59,10 @@ void Scan::Begin(const Task& task) {
   if (fOld) fOld->Rewind();
   if (task.moves) fNew.emplace(fSettings);
   fPlaces.assign(fTable.columns.size(), kNoPlace);
-  fStarts.clear();
   if (!task.group) return;
   task.group->codes.Rewind();
-  std::size_t start = 0;
-  for (std::size_t place = 0; place < task.group->columns.size(); ++place) {
+  for (std::size_t place = 0; place < task.group->columns.size(); ++place)
     fPlaces[task.group->columns[place]] = place;
-    fStarts.push_back(start);
-    start += kBlockRows * (task.group->isWide[place] ? 2 : 1);
-  }
-  fBins.resize(start);
 }
 
 const Cases& Scan::Next(const Task& task) {
@@ -94,10 +88,14 @@ void Scan::End(const Task& task) {
 }
 
 void Scan::ReadBins(CodeGroup& group, std::size_t rows) {
-  for (std::size_t place = 0; place < group.columns.size(); ++place)
-    fStarts[place] = place == 0 ? 0 : fStarts[place - 1] + rows * (group.isWide[place - 1] ? 2 : 1);
-  const std::size_t last = group.columns.size() - 1;
-  group.codes.Read(fBins.data(), fStarts[last] + rows * (group.isWide[last] ? 2 : 1));
+  std::size_t end = 0;
+  fStarts.clear();
+  for (const bool isWide : group.isWide) {
+    fStarts.push_back(end);
+    end += rows * (isWide ? 2 : 1);
+  }
+  fBins.resize(end);
+  group.codes.Read(fBins.data(), end);
 }
 
 std::size_t Scan::BinOf(const CodeGroup& group, std::size_t column, std::size_t row) const {

@@ -56,7 +56,8 @@ class Counts {
   std::vector<double> fCells;
 };
 
-// Runs passes over a table. The node of each record, the root at first, is kept on disk.
+// Runs passes over a table. The node of each record, the root at first, is kept on disk. Throws
+// Interrupted and as Stream does. Table and settings must outlive it.
 class Scan {
  public:
   Scan(Table& table, const Arbex_800::EnvironmentSettings& settings);

@@ -42,10 +42,9 @@ void Score::AddNumber(double actual, double predicted, double cases) {
 }
 
 std::string Score::Line(const std::string& what) const {
-  const char* const measure = fModel.isRegression ? "error" : "accuracy";
-  const std::string start = what + (what.empty() ? "" : " ") + measure;
-  if (!(fCases > 0))
-    return fmt::format("{} unknown (no {}cases)\n", start, what + (what.empty() ? "" : " "));
+  const std::string prefix = what.empty() ? "" : what + " ";
+  const std::string start = prefix + (fModel.isRegression ? "error" : "accuracy");
+  if (!(fCases > 0)) return fmt::format("{} unknown (no {}cases)\n", start, prefix);
   if (!fModel.isRegression)
     return fmt::format("{} {:.4f} ({:.15g} of {:.15g} cases), commonest class {:.4f}\n", start,
                        fCorrect / fCases, fCorrect, fCases, fCommonest / fCases);

@@ -148,8 +148,7 @@ void ColumnReader::ReadTexts() {
 }
 
 double ColumnReader::ValueOf(std::string_view text) {
-  if (fKind == Kind::Number) return ParseNumber(text).value_or(qxg_800::GetInfinity());
-  if (fKind == Kind::Date) return ParseDate(text).value_or(qxg_800::GetInfinity());
+  if (fKind != Kind::Text) return ParseCell(fKind, text).value_or(qxg_800::GetInfinity());
   const int code = fpDictionary->Find(text);
   return code < Block::FirstValue ? qxg_800::GetInfinity() : code - Block::FirstValue;
 }

@@ -62,7 +62,8 @@ struct Block {
 };
 
 // Reads the cells of one column back in order. A value is a number, seconds, or a category's code
-// in the dictionary less Block::FirstValue; infinity where there is none.
+// in the dictionary less Block::FirstValue; infinity where there is none. Throws as Stream does.
+// Stream and dictionary must outlive it.
 class ColumnReader {
  public:
   // Of texts `dictionary` gives the codes. It is not used for other kinds.

@@ -45,19 +45,20 @@ class TableMaker {
   void Describe(std::size_t i) {
     TableColumn column;
     column.name = fImporter.Name(i);
-    column.remark = i == fTable.target || i == fImporter.Weight() ? "weight" : "ignored";
-    if (const Column* const from = fImporter.Get(i)) {
+    const Column* const from = fImporter.Get(i);
+    column.isIgnored = !from;
+    if (from) {
       column.name = from->Name();
       column.kind = from->GetKind();
       column.isEmpty = from->IsEmpty();
-      if (column.remark == "ignored") column.remark = from->WhyLeftOut();
+      column.remark = i == fImporter.Weight() ? "weight" : from->WhyLeftOut();
       column.isLeftOut = !from->WhyLeftOut().empty();
       column.missing = from->CountMissing();
       column.malformed = from->CountMalformed();
       column.firstMalformed = from->FirstMalformed();
       column.lineOfMalformed = from->LineOfMalformed();
     }
-    column.isInput = column.remark.empty() && !column.isEmpty;
+    column.isInput = from && i != fTable.target && column.remark.empty() && !column.isEmpty;
     fTable.columns.push_back(std::move(column));
   }
 
@@ -186,6 +187,29 @@ class TableMaker {
 
 Table ReadTable(const Options& options, TempFolder& folder) {
   return TableMaker(options, folder).Make();
+}
+
+CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); }
+
+const Cases& CasesReader::Next() {
+  const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
+  fRow += rows;
+  fCases.weights.assign(rows, 1.0);
+  fCases.isHeldOut.resize(rows);
+  fTable.cases.Read(fCases.isHeldOut.data(), rows);
+  if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  if (fTable.isRegression) {
+    fCases.targets.resize(rows);
+    fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
+    for (std::size_t i = 0; i < rows; ++i)
+      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
+  } else {
+    fCases.classes.resize(rows);
+    fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
+    for (std::size_t i = 0; i < rows; ++i)
+      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
+  }
+  return fCases;
 }
 
 }  // namespace qxtree

@@ -21,12 +21,13 @@ namespace qxtree {
 struct TableColumn {
   std::string name;
   Kind kind = Kind::Number;
+  bool isIgnored = false;           // it is not read
   bool isEmpty = false;             // no cell but missing ones
   bool isInput = false;             // may explain the target
   bool isLeftOut = false;           // though it is not ignored
   std::string remark;               // why it may not, or what the target is taken as
   long missing = 0, malformed = 0;  // cells
-  std::string firstMalformed;       // in UTF-8, with ? for what can't be converted
+  std::string firstMalformed;       // by ShownCell
   long lineOfMalformed = 0;
 
   std::size_t distinct = 0;  // categories, or values of training cases
@@ -94,7 +95,7 @@ inline bool IsHeldOut(const Options& options, std::size_t row) {
   return static_cast<double>(bits >> 11) * 0x1p-53 < options.holdout;
 }
 
-// Reads the records of a table in order, from the first one on.
+// Reads the records of a table in order, from the first one on. Throws as Stream does.
 class CasesReader {
  public:
   explicit CasesReader(Table& table);

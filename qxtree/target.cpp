@@ -47,17 +47,12 @@ class TargetReader {
   // A number may be either class or number.
   bool IsOpen() const { return fColumn.kind == Kind::Number && fOptions.task == Task::Automatic; }
 
-  Mapped<double> ReadValues() { return {fTargets, fColumn.kind, &fpSource->Texts()}; }
-  std::optional<Mapped<double>> ReadWeights() {
-    if (!fWeights) return std::nullopt;
-    return std::optional<Mapped<double>>(std::in_place, *fWeights, Kind::Number, nullptr);
-  }
-
   // Calls use(rows, values, weights) for each block of the table.
   template <class OfValue, class OfWeight, class Use>
   void ForEachBlock(OfValue ofValue, OfWeight ofWeight, Use use) {
-    Mapped<double> readValues = ReadValues();
-    std::optional<Mapped<double>> readWeights = ReadWeights();
+    Mapped<double> readValues(fTargets, fColumn.kind, &fpSource->Texts());
+    std::optional<Mapped<double>> readWeights;
+    if (fWeights) readWeights.emplace(*fWeights, Kind::Number, nullptr);
     std::vector<double> values(kBlockRows), weights(kBlockRows, 1.0);
     for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
       Poll();
@@ -126,7 +121,7 @@ class TargetReader {
       return isWeight ? std::nearbyint(weight / quantum) * quantum : 0.0;
     };
     std::vector<std::uint16_t> classes(kBlockRows);
-    const auto mark = [&](double value) { return Mark(value); };
+    const auto mark = [this](double value) { return Mark(value); };
     std::vector<unsigned char> isHeldOut(kBlockRows);
     std::size_t row = 0;
     ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
@@ -173,29 +168,6 @@ Categories SortCategories(const Dictionary& dictionary) {
     categories.texts.push_back(std::move(text));
   }
   return categories;
-}
-
-CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); }
-
-const Cases& CasesReader::Next() {
-  const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
-  fRow += rows;
-  fCases.weights.assign(rows, 1.0);
-  fCases.isHeldOut.resize(rows);
-  fTable.cases.Read(fCases.isHeldOut.data(), rows);
-  if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
-  if (fTable.isRegression) {
-    fCases.targets.resize(rows);
-    fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
-  } else {
-    fCases.classes.resize(rows);
-    fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
-  }
-  return fCases;
 }
 
 }  // namespace qxtree

@@ -67,7 +67,7 @@ while IFS='|' read -r expected cells arguments; do
   read -r _ kind missing malformed _ < <(sed -n 2p out)
   [[ "$kind $missing $malformed" == "$expected" ]] || fail "$cells: $kind $missing $malformed, not $expected: $(<err)"
 done <<'END'
-number 0 0|+5;.5;5.;1e3;-0; 7 
+number 0 0|+5;.5;5.;1e3;-0; 7 ;1e-400
 number 6 0|NA;NaN;nan;null;?;;1
 number 1 6|1*1000;;x;inf;0x10;1e999;+-5;2012-01-01
 text 0 0|1*999;x
