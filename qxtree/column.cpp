@@ -79,7 +79,6 @@ void Column::Decide(Kind kind) {
     if (fIsShort) LeaveOut("its texts need more memory");
     return;
   }
-  fIsCodedThroughout = fSeen == 0;
   if (fIsShort) return FreeDictionary();  // what is left of it
   fDictionary.ForEach(
       [&](std::string_view text, int) { fBlock.fresh.push_back(*ParseCell(kind, text)); });

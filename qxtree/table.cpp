@@ -120,9 +120,10 @@ class TableMaker {
         const ColumnReader::Cells cells = reader.Next(cases.rows - i);
         const std::vector<double>& table = reader.Table();
         ofCode.resize(table.size());
-        for (std::size_t at = 0; isCoded && at < cells.count; ++at)
+        const bool isByCode = isCoded && cells.codes;
+        for (std::size_t at = 0; isByCode && at < cells.count; ++at)
           ofCode[cells.codes[at]] += weights[i + at];
-        for (std::size_t at = 0; !isCoded && at < cells.count; ++at) {
+        for (std::size_t at = 0; !isByCode && at < cells.count; ++at) {
           const double value = cells.codes ? table[cells.codes[at]] : cells.values[at];
           if (weights[i + at] > 0 && std::isfinite(value)) distinct.Add(value, weights[i + at]);
         }
