@@ -31,22 +31,23 @@ Histogram Counts::Of(std::size_t column, std::size_t slot) const {
 }
 
 template <class Bin>
-void Counts::Add(std::size_t column, const Bin* bins, const std::vector<Case>& chosen,
+void Counts::Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
                  const Cases& cases) {
   double* const cells = fCells.data() + fStarts[column - fFirst];
   const std::size_t count = fBins[column - fFirst], sums = fSums;
   const std::uint16_t* const classes = cases.classes.data();
   if (fIsRegression) {
-    for (const Case& one : chosen) {
-      double* const cell = cells + (one.slot * count + bins[one.row]) * sums;
-      const double sum = one.weight * cases.targets[one.row];
-      cell[0] += one.weight;
+    for (; chosen != end; ++chosen) {
+      double* const cell = cells + (chosen->slot * count + bins[chosen->row]) * sums;
+      const double sum = chosen->weight * cases.targets[chosen->row];
+      cell[0] += chosen->weight;
       cell[1] += sum;
-      cell[2] += sum * cases.targets[one.row];
+      cell[2] += sum * cases.targets[chosen->row];
     }
   } else {
-    for (const Case& one : chosen)
-      cells[(one.slot * count + bins[one.row]) * sums + classes[one.row]] += one.weight;
+    for (; chosen != end; ++chosen)
+      cells[(chosen->slot * count + bins[chosen->row]) * sums + classes[chosen->row]] +=
+          chosen->weight;
   }
 }
 
@@ -121,25 +122,25 @@ void Scan::MoveRecords(const Task& task, std::size_t rows) {
 }
 
 void Scan::Count(const Task& task, const Cases& cases) {
-  fChosen.clear();
+  // Without branches, which would be guessed wrong often. A node before the first one wraps around.
+  const std::vector<std::uint32_t>& slots = *task.slots;
+  fChosen.resize(kBlockRows);
+  Counts::Case* end = fChosen.data();
   for (std::size_t row = 0; row < cases.rows; ++row) {
-    if (cases.isHeldOut[row] || !(cases.weights[row] > 0)) continue;
-    if (fNodes[row] < task.firstSlot) continue;
-    const std::size_t number = fNodes[row] - task.firstSlot;
-    if (number >= task.slots->size()) continue;
-    const std::uint32_t slot = (*task.slots)[number];
-    if (slot == Counts::kNoSlot) continue;
-    fChosen.push_back({static_cast<std::uint32_t>(row), slot, cases.weights[row]});
+    const std::size_t number = std::size_t{fNodes[row]} - task.firstSlot;
+    const std::uint32_t slot = slots[std::min(number, slots.size() - 1)];
+    *end = {static_cast<std::uint32_t>(row), slot, cases.weights[row]};
+    end += static_cast<int>(slot != Counts::kNoSlot) & static_cast<int>(cases.weights[row] > 0);
   }
   for (std::size_t place = task.counts->First(); place < task.counts->End(); ++place) {
     const unsigned char* const bins = fBins.data() + fStarts[place];
     if (!task.group->isWide[place]) {
-      task.counts->Add(place, bins, fChosen, cases);
+      task.counts->Add(place, bins, fChosen.data(), end, cases);
       continue;
     }
     fWide.resize(cases.rows);
     std::memcpy(fWide.data(), bins, cases.rows * sizeof fWide[0]);
-    task.counts->Add(place, fWide.data(), fChosen, cases);
+    task.counts->Add(place, fWide.data(), fChosen.data(), end, cases);
   }
 }
 

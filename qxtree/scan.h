@@ -46,7 +46,7 @@ class Counts {
   };
   // Counts cases by the bins of one column of the group.
   template <class Bin>
-  void Add(std::size_t column, const Bin* bins, const std::vector<Case>& chosen,
+  void Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
            const Cases& cases);
 
  private:
@@ -68,8 +68,9 @@ class Scan {
     CodeGroup* group = nullptr;                // whose bins are read
     const std::vector<Move>* moves = nullptr;  // of the nodes from `firstMove` on
     std::uint32_t firstMove = 0;
-    Counts* counts = nullptr;                           // with `slots`
-    const std::vector<std::uint32_t>* slots = nullptr;  // of the nodes from `firstSlot` on
+    Counts* counts = nullptr;  // with `slots`
+    // Of the nodes from `firstSlot` on, and then kNoSlot for all others.
+    const std::vector<std::uint32_t>* slots = nullptr;
     std::uint32_t firstSlot = 0;
   };
 

@@ -114,8 +114,7 @@ class TableMaker {
     for (std::size_t row = 0; row < fTable.rows;) {
       Poll();
       const Cases& cases = readCases.Next();
-      for (std::size_t i = 0; i < cases.rows; ++i)
-        weights[i] = cases.isHeldOut[i] ? 0 : cases.weights[i];
+      for (std::size_t i = 0; i < cases.rows; ++i) weights[i] = std::max(cases.weights[i], 0.0);
       for (std::size_t i = 0; i < cases.rows;) {
         const ColumnReader::Cells cells = reader.Next(cases.rows - i);
         const std::vector<double>& table = reader.Table();
@@ -195,20 +194,20 @@ CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); 
 const Cases& CasesReader::Next() {
   const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
   fRow += rows;
-  fCases.weights.assign(rows, 1.0);
-  fCases.isHeldOut.resize(rows);
-  fTable.cases.Read(fCases.isHeldOut.data(), rows);
-  if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  fCases.weights.resize(rows);
+  if (fTable.hasWeights) {
+    fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  } else {
+    fUnits.resize(rows);
+    fTable.cases.Read(fUnits.data(), rows);
+    std::copy(fUnits.begin(), fUnits.end(), fCases.weights.begin());
+  }
   if (fTable.isRegression) {
     fCases.targets.resize(rows);
     fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
   } else {
     fCases.classes.resize(rows);
     fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
   }
   return fCases;
 }
