@@ -153,7 +153,9 @@ class TableMaker {
       for (std::size_t i = 0; i < fGroup.size(); ++i) {
         const TableColumn& column = fTable.columns[fGroup[i].column];
         readers[i].Next(rows, bins.data(),
-                        [&](double value) { return BinOf(column, fGroup[i], value); });
+                        [&](const double* values, std::size_t count, std::uint16_t* out) {
+                          FindBins(column, fGroup[i], values, count, out);
+                        });
         if (group.isWide[i]) {
           group.codes.Write(bins.data(), rows * sizeof bins[0]);
           continue;
@@ -170,10 +172,14 @@ class TableMaker {
     fGroup.clear();
   }
 
-  static std::uint16_t BinOf(const TableColumn& column, const Input& input, double value) {
-    if (!std::isfinite(value)) return static_cast<std::uint16_t>(column.CountBins());
-    if (column.kind == Kind::Text) return input.categories.placeOf[static_cast<std::size_t>(value)];
-    return static_cast<std::uint16_t>(column.bins.Of(value));
+  static void FindBins(const TableColumn& column, const Input& input, const double* values,
+                       std::size_t count, std::uint16_t* out) {
+    if (column.kind != Kind::Text) column.bins.Find(values, count, out);
+    for (std::size_t i = 0; i < count; ++i)
+      if (!std::isfinite(values[i]))
+        out[i] = static_cast<std::uint16_t>(column.CountBins());
+      else if (column.kind == Kind::Text)
+        out[i] = input.categories.placeOf[static_cast<std::size_t>(values[i])];
   }
 
   const Options& fOptions;

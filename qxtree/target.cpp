@@ -50,6 +50,11 @@ class TargetReader {
   // Calls use(rows, values, weights) for each block of the table.
   template <class OfValue, class OfWeight, class Use>
   void ForEachBlock(OfValue ofValue, OfWeight ofWeight, Use use) {
+    const auto each = [](auto of) {
+      return [of](const double* values, std::size_t count, double* out) {
+        std::transform(values, values + count, out, of);
+      };
+    };
     Mapped<double> readValues(fTargets, fColumn.kind, &fpSource->Texts());
     std::optional<Mapped<double>> readWeights;
     if (fWeights) readWeights.emplace(*fWeights, Kind::Number, nullptr);
@@ -57,8 +62,8 @@ class TargetReader {
     for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
       Poll();
       const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
-      readValues.Next(rows, values.data(), ofValue);
-      if (readWeights) readWeights->Next(rows, weights.data(), ofWeight);
+      readValues.Next(rows, values.data(), each(ofValue));
+      if (readWeights) readWeights->Next(rows, weights.data(), each(ofWeight));
       use(rows, values.data(), weights.data());
     }
   }
