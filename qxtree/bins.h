@@ -84,19 +84,8 @@ struct Bins {
   std::size_t Count() const { return isEmpty ? 0 : cuts.size() + 1; }
   std::size_t Bytes() const { return cuts.capacity() * sizeof cuts[0]; }
 
-  // The number of a finite value's bin. Without branches, which would be guessed wrong half the
-  // time.
-  std::size_t Of(double value) const {
-    const double* at = cuts.data();
-    std::size_t left = cuts.size();
-    while (left > 0) {
-      const std::size_t half = (left + 1) / 2;
-      const auto isAbove = static_cast<std::size_t>(at[half - 1] < value);
-      at += half * isAbove;
-      left -= half;
-    }
-    return static_cast<std::size_t>(at - cuts.data());
-  }
+  // The bins of finite values.
+  void Find(const double* values, std::size_t count, std::uint16_t* bins) const;
 };
 Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count);
 

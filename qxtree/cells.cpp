@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <locale>
 #include <sstream>
@@ -92,31 +93,25 @@ double Rounded(double value, int digits) {
   return rounded;
 }
 
-// Reads a decimal number of up to 15 digits. Its digits and the power of ten are doubles without
-// rounding, so one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
-// Accurately, 1990). Nothing where it is another text.
-std::optional<double> ParsePlain(std::string_view cell) {
-  constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  const bool isNegative = !cell.empty() && cell[0] == '-';
-  if (isNegative) cell.remove_prefix(1);
-  std::int64_t digits = 0;
-  std::size_t count = 0, decimals = 0;
-  bool hasPoint = false;
-  for (const char byte : cell) {
-    const int digit = byte - '0';
-    if (digit < 0 || digit > 9) {
-      if (byte != '.' || hasPoint) return std::nullopt;
-      hasPoint = true;
-      continue;
-    }
-    digits = 10 * digits + digit;
-    decimals += hasPoint;
-    if (++count == std::size(kPowers)) return std::nullopt;
+// Takes the digits at the start of the text away, and adds them to the number. Eight at a time
+// where so many are left: each step joins neighbours (D. Lemire, Number Parsing at a Gigabyte per
+// Second, Software: Practice and Experience 51(8), 2021). More than 16 digits wrap around.
+inline std::size_t TakeDigits(std::string_view& text, std::uint64_t& number) {
+  const std::size_t before = text.size();
+  for (constexpr std::size_t kAtOnce = 8; text.size() >= kAtOnce; text.remove_prefix(kAtOnce)) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, text.data(), kAtOnce);
+    eight -= 0x3030303030303030;  // of each '0'
+    if (((eight | (eight + 0x7676767676767676)) & 0x8080808080808080) != 0) break;
+    eight = 10 * eight + (eight >> 8);
+    eight = ((eight & 0x000000FF000000FF) * (100 + (std::uint64_t{1000000} << 32)) +
+             (eight >> 16 & 0x000000FF000000FF) * (1 + (std::uint64_t{10000} << 32))) >>
+            32;
+    number = 100000000 * number + eight;
   }
-  if (count == 0) return std::nullopt;
-  const double value = static_cast<double>(digits) / kPowers[decimals];
-  return isNegative && digits > 0 ? -value : value;
+  for (; !text.empty() && text[0] >= '0' && text[0] <= '9'; text.remove_prefix(1))
+    number = 10 * number + static_cast<std::uint64_t>(text[0] - '0');
+  return before - text.size();
 }
 
 // Whether a number that is out of range is too near to 0, and not too large. std::from_chars does
@@ -130,8 +125,30 @@ bool IsTiny(std::string_view number) {
 
 }  // namespace
 
+// Its digits and the power of ten are doubles without
+// rounding, so one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
+// Accurately, 1990).
+bool ParsePlain(std::string_view cell, double& value) {
+  static constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                       1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool isNegative = !cell.empty() && cell[0] == '-';
+  if (isNegative) cell.remove_prefix(1);
+  std::uint64_t digits = 0;
+  std::size_t count = TakeDigits(cell, digits), decimals = 0;
+  if (!cell.empty() && cell[0] == '.') {
+    cell.remove_prefix(1);
+    decimals = TakeDigits(cell, digits);
+    count += decimals;
+  }
+  if (!cell.empty() || count == 0 || count >= std::size(kPowers)) return false;
+  value = static_cast<double>(static_cast<std::int64_t>(digits)) / kPowers[decimals];
+  if (isNegative && digits > 0) value = -value;
+  return true;
+}
+
 std::optional<double> ParseNumber(std::string_view cell) {
-  if (const auto plain = ParsePlain(cell)) return plain;
+  double value = 0;
+  if (ParsePlain(cell, value)) return value;
   const std::size_t start = cell.find_first_not_of(' ');
   if (start == cell.npos) return std::nullopt;
   cell = cell.substr(start, cell.find_last_not_of(' ') + 1 - start);
@@ -139,7 +156,6 @@ std::optional<double> ParseNumber(std::string_view cell) {
     cell.remove_prefix(1);
     if (cell.substr(0, 1) == "-") return std::nullopt;
   }
-  double value = 0;
   const char* const end = cell.data() + cell.size();
   const auto [stop, error] = std::from_chars(cell.data(), end, value);
   if (stop != end || error == std::errc::invalid_argument) return std::nullopt;
@@ -220,9 +236,7 @@ MissingTexts::MissingTexts(const std::vector<std::string>& texts) : fTexts(texts
     if (!text.empty()) fIsFirst[static_cast<unsigned char>(text[0])] = true;
 }
 
-bool MissingTexts::Has(std::string_view cell) const {
-  if (cell.empty()) return true;
-  if (!fIsFirst[static_cast<unsigned char>(cell[0])]) return false;
+bool MissingTexts::IsListed(std::string_view cell) const {
   return std::find(fTexts.begin(), fTexts.end(), cell) != fTexts.end();
 }
 

@@ -16,6 +16,10 @@ constexpr const char* kKindNames[] = {"number", "date", "text"};
 // cell is anything else, or not finite. What is too near to 0 is 0.
 std::optional<double> ParseNumber(std::string_view cell);
 
+// The same for most numbers, much faster: reads a decimal number of up to 15 digits, and is false
+// with `value` as it was for anything else.
+bool ParsePlain(std::string_view cell, double& value);
+
 // The seconds since 14 October 1582 of YYYY-MM-DD, alone or followed by a blank or T and HH:MM:SS.
 // Nothing when the cell is anything else, a day that does not exist, or before that day.
 std::optional<double> ParseDate(std::string_view cell);
@@ -47,9 +51,13 @@ class MissingTexts {
  public:
   explicit MissingTexts(const std::vector<std::string>& texts);
 
-  bool Has(std::string_view cell) const;
+  bool Has(std::string_view cell) const {
+    return cell.empty() || (fIsFirst[static_cast<unsigned char>(cell[0])] && IsListed(cell));
+  }
 
  private:
+  bool IsListed(std::string_view cell) const;
+
   std::vector<std::string> fTexts;
   bool fIsFirst[256] = {};  // whether one of them begins with the byte
 };

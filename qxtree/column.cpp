@@ -38,10 +38,14 @@ void Column::TakeSlowly(std::string_view cell, long line) {
     if (!cell.empty()) fDictionary.Add(cell, Block::Missing);  // if there is room, to be faster
     return PutCode(Block::Missing);
   }
-  const std::optional<double> value = isMissing ? std::nullopt : ParseCell(*fKind, cell);
-  if (!value) ++fCounts[isMissing ? Block::Missing : Block::Malformed];
-  if (!value && !isMissing) NoteMalformed(cell, line);
-  PutValue(value.value_or(qxg_800::GetInfinity()));
+  if (!isMissing) {
+    double plain = 0;
+    if (fKind == Kind::Number && ParsePlain(cell, plain)) return PutValue(plain);
+    if (const auto value = ParseCell(*fKind, cell)) return PutValue(*value);
+    NoteMalformed(cell, line);
+  }
+  ++fCounts[isMissing ? Block::Missing : Block::Malformed];
+  PutValue(qxg_800::GetInfinity());
 }
 
 // All cells before are of one kind. A cell that is not decides for texts.
@@ -79,7 +83,6 @@ void Column::Decide(Kind kind) {
     if (fIsShort) LeaveOut("its texts need more memory");
     return;
   }
-  fIsCodedThroughout = fSeen == 0;
   if (fIsShort) return FreeDictionary();  // what is left of it
   fDictionary.ForEach(
       [&](std::string_view text, int) { fBlock.fresh.push_back(*ParseCell(kind, text)); });

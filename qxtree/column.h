@@ -67,7 +67,7 @@ class Column {
   long CountMalformed() const { return fCounts[Block::Malformed]; }
   const std::string& FirstMalformed() const { return fFirstMalformed; }  // by ShownCell
   long LineOfMalformed() const { return fLineOfMalformed; }
-  // Whether all cells are codes.
+  // Whether all cells are codes but the first ones, whose values have codes too.
   bool IsCodedThroughout() const { return fIsCodedThroughout; }
   // The texts of a column of texts; of others only while cells come in.
   Dictionary& Texts() { return fDictionary; }

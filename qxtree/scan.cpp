@@ -6,7 +6,7 @@
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kNoPlace = static_cast<std::size_t>(-1);
+constexpr std::uint16_t kNarrowMask = 0xFF, kWideMask = 0xFFFF;
 
 }  // namespace
 
@@ -31,22 +31,23 @@ Histogram Counts::Of(std::size_t column, std::size_t slot) const {
 }
 
 template <class Bin>
-void Counts::Add(std::size_t column, const Bin* bins, const std::vector<Case>& chosen,
+void Counts::Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
                  const Cases& cases) {
   double* const cells = fCells.data() + fStarts[column - fFirst];
   const std::size_t count = fBins[column - fFirst], sums = fSums;
   const std::uint16_t* const classes = cases.classes.data();
   if (fIsRegression) {
-    for (const Case& one : chosen) {
-      double* const cell = cells + (one.slot * count + bins[one.row]) * sums;
-      const double sum = one.weight * cases.targets[one.row];
-      cell[0] += one.weight;
+    for (; chosen != end; ++chosen) {
+      double* const cell = cells + (chosen->slot * count + bins[chosen->row]) * sums;
+      const double sum = chosen->weight * cases.targets[chosen->row];
+      cell[0] += chosen->weight;
       cell[1] += sum;
-      cell[2] += sum * cases.targets[one.row];
+      cell[2] += sum * cases.targets[chosen->row];
     }
   } else {
-    for (const Case& one : chosen)
-      cells[(one.slot * count + bins[one.row]) * sums + classes[one.row]] += one.weight;
+    for (; chosen != end; ++chosen)
+      cells[(chosen->slot * count + bins[chosen->row]) * sums + classes[chosen->row]] +=
+          chosen->weight;
   }
 }
 
@@ -57,12 +58,27 @@ void Scan::Begin(const Task& task) {
   fCases.emplace(fTable);
   fRow = 0;
   if (fOld) fOld->Rewind();
-  if (task.moves) fNew.emplace(fSettings);
-  fPlaces.assign(fTable.columns.size(), kNoPlace);
-  if (!task.group) return;
-  task.group->codes.Rewind();
-  for (std::size_t place = 0; place < task.group->columns.size(); ++place)
-    fPlaces[task.group->columns[place]] = place;
+  if (task.group) task.group->codes.Rewind();
+  if (task.moves) BeginMoves(task);
+}
+
+// Children are not split yet, so that no record moves twice.
+void Scan::BeginMoves(const Task& task) {
+  fNew.emplace(fSettings);
+  std::size_t last = task.firstMove + task.moves->size();
+  const std::vector<std::size_t>& columns = task.group->columns;
+  fSteps.assign(task.moves->size() + 1, {});
+  for (std::size_t i = 0; i < task.moves->size(); ++i) {
+    const Move& move = (*task.moves)[i];
+    if (!move.isSplit) continue;
+    last = std::max<std::size_t>(last, move.left + 1);
+    const auto at = std::find(columns.begin(), columns.end(), move.column);
+    if (at == columns.end()) continue;
+    const auto place = static_cast<std::size_t>(at - columns.begin());
+    fSteps[i] = {place, task.group->isWide[place] ? kWideMask : kNarrowMask, move.left,
+                 move.isLeft.data()};
+  }
+  fIsNewNarrow = last <= kNarrowMask;
 }
 
 const Cases& Scan::Next(const Task& task) {
@@ -70,8 +86,7 @@ const Cases& Scan::Next(const Task& task) {
   ShowProgress(task.name, static_cast<double>(fRow) / static_cast<double>(fTable.rows));
   const Cases& cases = fCases->Next();
   fRow += cases.rows;
-  if (fOld) fOld->Read(fNodes.data(), cases.rows * sizeof fNodes[0]);
-  if (!fOld) std::fill(fNodes.begin(), fNodes.end(), 0);
+  ReadNodes(cases.rows);
   if (!task.group) return cases;
   ReadBins(*task.group, cases.rows);
   if (task.moves) MoveRecords(task, cases.rows);
@@ -84,6 +99,7 @@ void Scan::End(const Task& task) {
   if (!task.moves) return;
   fNew->Close();
   fOld = std::move(fNew);
+  fIsOldNarrow = fIsNewNarrow;
   fNew.reset();
 }
 
@@ -94,52 +110,62 @@ void Scan::ReadBins(CodeGroup& group, std::size_t rows) {
     fStarts.push_back(end);
     end += rows * (isWide ? 2 : 1);
   }
-  fBins.resize(end);
+  fBins.resize(end + 1);  // one may be read as two
   group.codes.Read(fBins.data(), end);
 }
 
-std::size_t Scan::BinOf(const CodeGroup& group, std::size_t column, std::size_t row) const {
-  const unsigned char* const bins = fBins.data() + fStarts[column];
-  if (!group.isWide[column]) return bins[row];
-  std::uint16_t bin = 0;
-  std::memcpy(&bin, bins + row * sizeof bin, sizeof bin);
-  return bin;
+void Scan::ReadNodes(std::size_t rows) {
+  if (!fOld) return std::fill(fNodes.begin(), fNodes.end(), 0);
+  if (!fIsOldNarrow) return fOld->Read(fNodes.data(), rows * sizeof fNodes[0]);
+  fNarrow.resize(rows);
+  fOld->Read(fNarrow.data(), rows);
+  std::copy(fNarrow.begin(), fNarrow.end(), fNodes.begin());
 }
 
-// Children are not split yet, so that no record moves twice.
+void Scan::WriteNodes(std::size_t rows) {
+  if (!fIsNewNarrow) return fNew->Write(fNodes.data(), rows * sizeof fNodes[0]);
+  fNarrow.resize(rows);
+  std::transform(fNodes.begin(), fNodes.begin() + static_cast<std::ptrdiff_t>(rows),
+                 fNarrow.begin(),
+                 [](std::uint32_t node) { return static_cast<unsigned char>(node); });
+  fNew->Write(fNarrow.data(), rows);
+}
+
+// A bin of one byte is read as two, too, and masked: which of the two it is would be guessed wrong
+// often.
 void Scan::MoveRecords(const Task& task, std::size_t rows) {
   for (std::size_t row = 0; row < rows; ++row) {
-    if (fNodes[row] < task.firstMove) continue;
-    const std::size_t number = fNodes[row] - task.firstMove;
-    if (number >= task.moves->size()) continue;
-    const Move& move = (*task.moves)[number];
-    if (!move.isSplit || fPlaces[move.column] == kNoPlace) continue;
-    const std::size_t bin = BinOf(*task.group, fPlaces[move.column], row);
-    fNodes[row] = move.left + (move.isLeft[bin] ? 0 : 1);
+    const std::size_t number = std::size_t{fNodes[row]} - task.firstMove;
+    const Step& step = fSteps[std::min(number, fSteps.size() - 1)];
+    if (step.mask == 0) continue;
+    const std::size_t bytes = step.mask == kWideMask ? 2 : 1;
+    std::uint16_t bin = 0;
+    std::memcpy(&bin, fBins.data() + fStarts[step.place] + row * bytes, sizeof bin);
+    fNodes[row] = step.left + (step.isLeft[bin & step.mask] ^ 1U);
   }
-  fNew->Write(fNodes.data(), rows * sizeof fNodes[0]);
+  WriteNodes(rows);
 }
 
 void Scan::Count(const Task& task, const Cases& cases) {
-  fChosen.clear();
+  // Without branches, which would be guessed wrong often. A node before the first one wraps around.
+  const std::vector<std::uint32_t>& slots = *task.slots;
+  fChosen.resize(kBlockRows);
+  Counts::Case* end = fChosen.data();
   for (std::size_t row = 0; row < cases.rows; ++row) {
-    if (cases.isHeldOut[row] || !(cases.weights[row] > 0)) continue;
-    if (fNodes[row] < task.firstSlot) continue;
-    const std::size_t number = fNodes[row] - task.firstSlot;
-    if (number >= task.slots->size()) continue;
-    const std::uint32_t slot = (*task.slots)[number];
-    if (slot == Counts::kNoSlot) continue;
-    fChosen.push_back({static_cast<std::uint32_t>(row), slot, cases.weights[row]});
+    const std::size_t number = std::size_t{fNodes[row]} - task.firstSlot;
+    const std::uint32_t slot = slots[std::min(number, slots.size() - 1)];
+    *end = {static_cast<std::uint32_t>(row), slot, cases.weights[row]};
+    end += static_cast<int>(slot != Counts::kNoSlot) & static_cast<int>(cases.weights[row] > 0);
   }
   for (std::size_t place = task.counts->First(); place < task.counts->End(); ++place) {
     const unsigned char* const bins = fBins.data() + fStarts[place];
     if (!task.group->isWide[place]) {
-      task.counts->Add(place, bins, fChosen, cases);
+      task.counts->Add(place, bins, fChosen.data(), end, cases);
       continue;
     }
     fWide.resize(cases.rows);
     std::memcpy(fWide.data(), bins, cases.rows * sizeof fWide[0]);
-    task.counts->Add(place, fWide.data(), fChosen, cases);
+    task.counts->Add(place, fWide.data(), fChosen.data(), end, cases);
   }
 }
 

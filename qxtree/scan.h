@@ -46,7 +46,7 @@ class Counts {
   };
   // Counts cases by the bins of one column of the group.
   template <class Bin>
-  void Add(std::size_t column, const Bin* bins, const std::vector<Case>& chosen,
+  void Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
            const Cases& cases);
 
  private:
@@ -68,8 +68,9 @@ class Scan {
     CodeGroup* group = nullptr;                // whose bins are read
     const std::vector<Move>* moves = nullptr;  // of the nodes from `firstMove` on
     std::uint32_t firstMove = 0;
-    Counts* counts = nullptr;                           // with `slots`
-    const std::vector<std::uint32_t>* slots = nullptr;  // of the nodes from `firstSlot` on
+    Counts* counts = nullptr;  // with `slots`
+    // Of the nodes from `firstSlot` on, and then kNoSlot for all others.
+    const std::vector<std::uint32_t>* slots = nullptr;
     std::uint32_t firstSlot = 0;
   };
 
@@ -91,18 +92,30 @@ class Scan {
   void ReadBins(CodeGroup& group, std::size_t rows);
   void MoveRecords(const Task& task, std::size_t rows);
   void Count(const Task& task, const Cases& cases);
-  std::size_t BinOf(const CodeGroup& group, std::size_t column, std::size_t row) const;
+  void BeginMoves(const Task& task);
+  void ReadNodes(std::size_t rows);
+  void WriteNodes(std::size_t rows);
 
   Table& fTable;
   const Arbex_800::EnvironmentSettings& fSettings;
   std::optional<CasesReader> fCases;
+  // Where the records of a node go in the pass.
+  struct Step {
+    std::size_t place = 0;   // of the column in the group
+    std::uint16_t mask = 0;  // of a bin in two bytes; 0: they stay
+    std::uint32_t left = 0;
+    const unsigned char* isLeft = nullptr;
+  };
+
   std::optional<Stream> fOld, fNew;  // nodes of the records, before the pass and after it
+  bool fIsOldNarrow = false, fIsNewNarrow = false;  // numbers of one byte
   std::size_t fRow = 0;
   std::vector<std::uint32_t> fNodes;  // of the block
-  std::vector<unsigned char> fBins;   // of the block, column after column
-  std::vector<std::size_t> fStarts;   // in fBins
-  std::vector<std::size_t> fPlaces;   // by Table::columns, in the group
-  std::vector<std::uint16_t> fWide;   // of one column of the block
+  std::vector<Step> fSteps;  // of the nodes from the first that moves on, then of all others
+  std::vector<unsigned char> fBins;    // of the block, column after column
+  std::vector<std::size_t> fStarts;    // in fBins
+  std::vector<unsigned char> fNarrow;  // nodes of the block
+  std::vector<std::uint16_t> fWide;    // of one column of the block
   std::vector<Counts::Case> fChosen;
 };
 

@@ -102,19 +102,22 @@ class Mapped {
   Mapped(Stream& stream, Kind kind, const Dictionary* dictionary)
       : fReader(stream, kind, dictionary) {}
 
-  // Maps the next `count` cells by of(value). REQUIRES: so many are left (not checked).
+  // Maps the next `count` cells by of(values, their count, out). REQUIRES: so many are left (not
+  // checked).
   template <class Of>
   void Next(std::size_t count, T* out, Of of) {
     while (count > 0) {
       const ColumnReader::Cells cells = fReader.Next(count);
-      for (std::size_t code = fOfCode.size(); code < fReader.Table().size(); ++code)
-        fOfCode.push_back(of(fReader.Table()[code]));
+      const std::vector<double>& table = fReader.Table();
+      const std::size_t known = fOfCode.size();
+      fOfCode.resize(table.size());
+      of(table.data() + known, table.size() - known, fOfCode.data() + known);
       if (cells.codes) {
         const T* const ofCode = fOfCode.data();
         std::transform(cells.codes, cells.codes + cells.count, out,
                        [ofCode](std::uint16_t code) { return ofCode[code]; });
       } else {
-        std::transform(cells.values, cells.values + cells.count, out, of);
+        of(cells.values, cells.count, out);
       }
       out += cells.count;
       count -= cells.count;

@@ -114,15 +114,15 @@ class TableMaker {
     for (std::size_t row = 0; row < fTable.rows;) {
       Poll();
       const Cases& cases = readCases.Next();
-      for (std::size_t i = 0; i < cases.rows; ++i)
-        weights[i] = cases.isHeldOut[i] ? 0 : cases.weights[i];
+      for (std::size_t i = 0; i < cases.rows; ++i) weights[i] = std::max(cases.weights[i], 0.0);
       for (std::size_t i = 0; i < cases.rows;) {
         const ColumnReader::Cells cells = reader.Next(cases.rows - i);
         const std::vector<double>& table = reader.Table();
         ofCode.resize(table.size());
-        for (std::size_t at = 0; isCoded && at < cells.count; ++at)
+        const bool isByCode = isCoded && cells.codes;
+        for (std::size_t at = 0; isByCode && at < cells.count; ++at)
           ofCode[cells.codes[at]] += weights[i + at];
-        for (std::size_t at = 0; !isCoded && at < cells.count; ++at) {
+        for (std::size_t at = 0; !isByCode && at < cells.count; ++at) {
           const double value = cells.codes ? table[cells.codes[at]] : cells.values[at];
           if (weights[i + at] > 0 && std::isfinite(value)) distinct.Add(value, weights[i + at]);
         }
@@ -153,7 +153,9 @@ class TableMaker {
       for (std::size_t i = 0; i < fGroup.size(); ++i) {
         const TableColumn& column = fTable.columns[fGroup[i].column];
         readers[i].Next(rows, bins.data(),
-                        [&](double value) { return BinOf(column, fGroup[i], value); });
+                        [&](const double* values, std::size_t count, std::uint16_t* out) {
+                          FindBins(column, fGroup[i], values, count, out);
+                        });
         if (group.isWide[i]) {
           group.codes.Write(bins.data(), rows * sizeof bins[0]);
           continue;
@@ -170,10 +172,14 @@ class TableMaker {
     fGroup.clear();
   }
 
-  static std::uint16_t BinOf(const TableColumn& column, const Input& input, double value) {
-    if (!std::isfinite(value)) return static_cast<std::uint16_t>(column.CountBins());
-    if (column.kind == Kind::Text) return input.categories.placeOf[static_cast<std::size_t>(value)];
-    return static_cast<std::uint16_t>(column.bins.Of(value));
+  static void FindBins(const TableColumn& column, const Input& input, const double* values,
+                       std::size_t count, std::uint16_t* out) {
+    if (column.kind != Kind::Text) column.bins.Find(values, count, out);
+    for (std::size_t i = 0; i < count; ++i)
+      if (!std::isfinite(values[i]))
+        out[i] = static_cast<std::uint16_t>(column.CountBins());
+      else if (column.kind == Kind::Text)
+        out[i] = input.categories.placeOf[static_cast<std::size_t>(values[i])];
   }
 
   const Options& fOptions;
@@ -194,20 +200,20 @@ CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); 
 const Cases& CasesReader::Next() {
   const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
   fRow += rows;
-  fCases.weights.assign(rows, 1.0);
-  fCases.isHeldOut.resize(rows);
-  fTable.cases.Read(fCases.isHeldOut.data(), rows);
-  if (fTable.hasWeights) fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  fCases.weights.resize(rows);
+  if (fTable.hasWeights) {
+    fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
+  } else {
+    fUnits.resize(rows);
+    fTable.cases.Read(fUnits.data(), rows);
+    std::copy(fUnits.begin(), fUnits.end(), fCases.weights.begin());
+  }
   if (fTable.isRegression) {
     fCases.targets.resize(rows);
     fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (!std::isfinite(fCases.targets[i])) fCases.weights[i] = 0;
   } else {
     fCases.classes.resize(rows);
     fTable.cases.Read(fCases.classes.data(), rows * sizeof(std::uint16_t));
-    for (std::size_t i = 0; i < rows; ++i)
-      if (fCases.classes[i] == kNoClass) fCases.weights[i] = 0;
   }
   return fCases;
 }

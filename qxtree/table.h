@@ -52,13 +52,13 @@ struct CodeGroup {
 
 constexpr std::uint16_t kNoClass = 0xFFFF;
 
-// The records of a block. Those that are no cases, without target or weight, have the weight 0.
+// The records of a block. `weights` are above 0 for training and below 0 for those held out. They
+// are 0 for what is no case, without target or weight.
 struct Cases {
   std::size_t rows = 0;
   std::vector<double> weights;
   std::vector<std::uint16_t> classes;  // classification; kNoClass: none
   std::vector<double> targets;         // regression: less the table's center
-  std::vector<unsigned char> isHeldOut;
 };
 
 struct Table {
@@ -107,6 +107,7 @@ class CasesReader {
   Table& fTable;
   std::size_t fRow = 0;
   Cases fCases;
+  std::vector<signed char> fUnits;  // weights, where each is 1
 };
 
 }  // namespace qxtree

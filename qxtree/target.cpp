@@ -50,6 +50,11 @@ class TargetReader {
   // Calls use(rows, values, weights) for each block of the table.
   template <class OfValue, class OfWeight, class Use>
   void ForEachBlock(OfValue ofValue, OfWeight ofWeight, Use use) {
+    const auto each = [](auto of) {
+      return [of](const double* values, std::size_t count, double* out) {
+        std::transform(values, values + count, out, of);
+      };
+    };
     Mapped<double> readValues(fTargets, fColumn.kind, &fpSource->Texts());
     std::optional<Mapped<double>> readWeights;
     if (fWeights) readWeights.emplace(*fWeights, Kind::Number, nullptr);
@@ -57,8 +62,8 @@ class TargetReader {
     for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
       Poll();
       const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
-      readValues.Next(rows, values.data(), ofValue);
-      if (readWeights) readWeights->Next(rows, weights.data(), ofWeight);
+      readValues.Next(rows, values.data(), each(ofValue));
+      if (readWeights) readWeights->Next(rows, weights.data(), each(ofWeight));
       use(rows, values.data(), weights.data());
     }
   }
@@ -122,12 +127,21 @@ class TargetReader {
     };
     std::vector<std::uint16_t> classes(kBlockRows);
     const auto mark = [this](double value) { return Mark(value); };
-    std::vector<unsigned char> isHeldOut(kBlockRows);
+    std::vector<double> cases(kBlockRows);
+    std::vector<signed char> units(kBlockRows);
     std::size_t row = 0;
     ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
-      for (std::size_t i = 0; i < rows; ++i) isHeldOut[i] = IsHeldOut(fOptions, row++);
-      fTable.cases.Write(isHeldOut.data(), rows);
-      if (fWeights) fTable.cases.Write(weights, rows * sizeof *weights);
+      for (std::size_t i = 0; i < rows; ++i)
+        cases[i] = IsHeldOut(fOptions, row++) ? -weights[i] : weights[i];
+      for (std::size_t i = 0; i < rows; ++i)
+        if (fTable.isRegression ? !std::isfinite(values[i]) : values[i] == kNoClass) cases[i] = 0;
+      if (fWeights) {
+        fTable.cases.Write(cases.data(), rows * sizeof cases[0]);
+      } else {
+        std::transform(cases.begin(), cases.end(), units.begin(),
+                       [](double unit) { return static_cast<signed char>(unit); });
+        fTable.cases.Write(units.data(), rows);
+      }
       if (fTable.isRegression) return fTable.cases.Write(values, rows * sizeof *values);
       std::transform(values, values + rows, classes.begin(),
                      [](double number) { return static_cast<std::uint16_t>(number); });

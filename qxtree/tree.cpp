@@ -45,7 +45,7 @@ class Grower {
     Sums root(fImpurity.Count());
     fScan.Run({"root"}, [&](const Cases& cases, const std::uint32_t*) {
       for (std::size_t row = 0; row < cases.rows; ++row) {
-        const double weight = cases.isHeldOut[row] ? 0 : cases.weights[row];
+        const double weight = cases.weights[row];
         if (!(weight > 0)) continue;
         if (fTable.isRegression) {
           root[0] += weight;
@@ -144,7 +144,8 @@ class Grower {
   void CountNodes(CodeGroup& group, std::size_t first, std::size_t end,
                   const std::vector<std::size_t>& nodes) {
     Counts counts(fTable, group, first, end, nodes.size());
-    std::vector<std::uint32_t> slots(fNodes.size() - fFirst, Counts::kNoSlot);
+    // The last one stands for all other nodes.
+    std::vector<std::uint32_t> slots(fNodes.size() - fFirst + 1, Counts::kNoSlot);
     for (std::size_t slot = 0; slot < nodes.size(); ++slot)
       slots[nodes[slot] - fFirst] = static_cast<std::uint32_t>(slot);
     Scan::Task task = NewTask(group);
@@ -199,8 +200,8 @@ class Grower {
     Score score(growth.model);
     fScan.Run(task, [&](const Cases& cases, const std::uint32_t* nodes) {
       for (std::size_t row = 0; row < cases.rows; ++row) {
-        const double weight = cases.weights[row];
-        if (!cases.isHeldOut[row] || !(weight > 0)) continue;
+        const double weight = -cases.weights[row];
+        if (!(weight > 0)) continue;
         if (fTable.isRegression) {
           score.AddNumber(fTable.center + cases.targets[row], growth.model.nodes[nodes[row]].mean,
                           weight);
