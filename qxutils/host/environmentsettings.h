@@ -28,8 +28,8 @@ class QXUTILS_EXPORT EnvironmentSettings {
   /// whatever the level. Any int may be cast to it.
   enum CompressionLevel : int {};
 
-  /// `tempDirectory` is the folder for temporary files. An empty text means the working folder.
-  /// Throws std::bad_alloc.
+  /// Makes settings without a storagePrototype. `tempDirectory` is the folder for temporary files.
+  /// An empty text means the working folder. Throws std::bad_alloc.
   explicit EnvironmentSettings(std::string tempDirectory,
                                CompressionLevel level = CompressionLevel(0))
       : fTempDirectory(std::move(tempDirectory)), fCompressionLevel(level) {}

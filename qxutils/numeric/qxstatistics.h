@@ -33,8 +33,9 @@ namespace qxg_800 {
 /// Field order is part of the binary interface.
 class QXUTILS_EXPORT QxStatistics {
  public:
-  /// `flags` selects the statistics as a sum. 1 is the minimum, 2 the maximum, 4 the mean, 8 the
-  /// standard deviation and the mean. Other bits are ignored.
+  /// Makes the statistics of no values yet. `flags` selects the statistics as a sum. 1 is the
+  /// minimum, 2 the maximum, 4 the mean, 8 the standard deviation and the mean. Other bits are
+  /// ignored.
   explicit QxStatistics(unsigned int flags);
 
   /// Copies selection, values and total weight.

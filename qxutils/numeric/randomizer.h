@@ -19,6 +19,8 @@ namespace qxg_800 {
 /// Field order is part of the binary interface.
 class QXUTILS_EXPORT Randomizer {
  public:
+  /// Makes a generator at the start of its sequence.
+  ///
   /// `seed`: each value from 1 to 2147483398 has a sequence of its own. A greater one counts modulo
   /// 2147483399, and as 1 when that leaves 0. In place of 0 and negative values the time in seconds
   /// is taken. So two such generators made within the same second return the same numbers.

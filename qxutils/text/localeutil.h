@@ -58,7 +58,8 @@ std::string Format(Number value) = delete;
 ///
 /// `value` counts seconds since 14 October 1582, 00:00:00, in the Gregorian calendar, without time
 /// zone or leap seconds. A fraction of a second is cut off. Days have two digits. Months are in
-/// English under every locale. Years have as many digits as they need.
+/// English under every locale. Years have as many digits as they need. The calendar is that of R.
+/// G. Tantzen, Algorithm 199, Communications of the ACM 6(8), 1963.
 ///
 /// When `asDate` is false or `value` is no date, returns Format(value, false, nullptr). No dates
 /// are negative values, values that are not finite, and those in years after 2147483647. The last

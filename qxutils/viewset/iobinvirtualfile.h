@@ -19,7 +19,8 @@ class QxViewSetManager;
 /// Field order is part of the binary interface.
 class QXUTILS_EXPORT IOBinVirtualFile final : public IOBinFileWriter {
  public:
-  /// Manager and buffer must outlive the writer. With a null buffer every Write returns -1.
+  /// Makes a writer of `view`. Manager and buffer must outlive the writer. With a null buffer every
+  /// Write returns -1.
   ///
   /// REQUIRES: `buffer` is null or what the manager's GetViewBuffer returned for `view` (not
   /// checked).

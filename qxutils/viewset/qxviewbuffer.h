@@ -16,8 +16,8 @@ namespace qxg_800 {
 /// Field order is part of the binary interface.
 class QXUTILS_EXPORT QxViewBuffer {
  public:
-  /// `capacity` is in items, `itemSize` in bytes. With a capacity below 0 or an item size below 1
-  /// nothing is allocated and every Store is refused.
+  /// Makes an empty buffer. `capacity` is in items, `itemSize` in bytes. With a capacity below 0 or
+  /// an item size below 1 nothing is allocated and every Store is refused.
   ///
   /// Throws std::bad_array_new_length when the block would be larger than an int can count. Throws
   /// std::bad_alloc when out of memory.

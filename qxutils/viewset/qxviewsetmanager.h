@@ -80,9 +80,10 @@ struct ViewInfo {
 /// Field order is part of the binary interface.
 class QXUTILS_EXPORT QxViewSetManager {
  public:
-  /// The buffers of all views share `bufferMemory` bytes. Each buffer holds the same number of
-  /// items: the memory divided by the sum of the item sizes, but at least 10. There are fewer where
-  /// the greatest buffer would otherwise have 2 GiB or more.
+  /// Makes a set whose `views` are all open, and its shared file. The buffers of all views share
+  /// `bufferMemory` bytes. Each buffer holds the same number of items: the memory divided by the
+  /// sum of the item sizes, but at least 10. There are fewer where the greatest buffer would
+  /// otherwise have 2 GiB or more.
   ///
   /// Throws QxUtilsException with FileOpenError in these cases. No file is left then.
   /// - The shared file can't be created or opened.
