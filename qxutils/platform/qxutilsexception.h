@@ -9,10 +9,12 @@
 /// The texts of a QxUtilsException. The library throws it with no others.
 namespace QxUtils_800 {
 
-/// Bytes of the shared file or of a view file could not be written.
+/// Bytes of the shared file or of a view file could not be written, or an earlier write of the set
+/// failed. Also thrown for a buffer whose item size is not the view's.
 constexpr char FileWriteError[] = "Error writing to file";
 
-/// A file can't be created or opened, another file has replaced it, or no storage is available.
+/// A file can't be created or opened, or another file has replaced it. Also thrown when no storage
+/// is available, and when the path of a relative folder is too long.
 constexpr char FileOpenError[] = "Error opening file";
 
 /// The place of a view's items in the shared file can't be reached.
