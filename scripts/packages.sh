@@ -5,6 +5,7 @@ declare -A PACKAGES=(
   [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
   [coverage]="gcovr"
+  [docs]="doxygen graphviz python3"
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
   [plot]="gnuplot-nox"
