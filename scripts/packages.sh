@@ -6,6 +6,7 @@ declare -A PACKAGES=(
   [build]="g++ cmake make"
   [coverage]="gcovr"
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"
+  [graphs]="graphviz"
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
   [plot]="gnuplot-nox"
   [python]="python3"
@@ -26,7 +27,14 @@ need() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   local root=()
-  [ "$(id -u)" -eq 0 ] || root=(sudo)
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "These packages are missing, and without root or sudo they can't be installed: ${missing[*]}" >&2
+      return 1
+    }
+    root=(sudo)
+  fi
+  echo "Installing ${missing[*]}" >&2
   "${root[@]}" apt-get update -qq
   "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
