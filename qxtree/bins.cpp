@@ -122,7 +122,7 @@ void Bins::Find(const double* values, std::size_t count, std::uint16_t* bins) co
     half = (left + 1) / 2;
     for (std::size_t i = 0; i < count; ++i) {
       const auto isAbove = static_cast<std::size_t>(at[bins[i] + half - 1] < values[i]);
-      bins[i] = static_cast<std::uint16_t>(bins[i] + (half & (0 - isAbove)));
+      bins[i] = static_cast<std::uint16_t>(bins[i] + half * isAbove);
     }
   }
 }

@@ -125,9 +125,8 @@ bool IsTiny(std::string_view number) {
 
 }  // namespace
 
-// Its digits and the power of ten are doubles without
-// rounding, so one division rounds correctly (W. D. Clinger, How to Read Floating Point Numbers
-// Accurately, 1990).
+// Its digits and the power of ten are doubles without rounding, so one division rounds correctly
+// (W. D. Clinger, How to Read Floating Point Numbers Accurately, 1990).
 bool ParsePlain(std::string_view cell, double& value) {
   static constexpr double kPowers[] = {1,   1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                        1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};

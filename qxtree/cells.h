@@ -16,8 +16,8 @@ constexpr const char* kKindNames[] = {"number", "date", "text"};
 // cell is anything else, or not finite. What is too near to 0 is 0.
 std::optional<double> ParseNumber(std::string_view cell);
 
-// The same for most numbers, much faster: reads a decimal number of up to 15 digits, and is false
-// with `value` as it was for anything else.
+// The same for most numbers, much faster: it reads a decimal number of up to 15 digits. For
+// anything else it is false, and `value` stays as it was.
 bool ParsePlain(std::string_view cell, double& value);
 
 // The seconds since 14 October 1582 of YYYY-MM-DD, alone or followed by a blank or T and HH:MM:SS.

@@ -62,23 +62,25 @@ void Scan::Begin(const Task& task) {
   if (task.moves) BeginMoves(task);
 }
 
-// Children are not split yet, so that no record moves twice.
+// Children are not split yet, so that no record moves twice. Those of other groups' columns are
+// among the nodes: records may have moved to them in the pass before.
 void Scan::BeginMoves(const Task& task) {
+  static constexpr unsigned char kStays = 1;
   fNew.emplace(fSettings);
-  std::size_t last = task.firstMove + task.moves->size();
+  std::size_t nodes = 1;
+  for (const Move& move : *task.moves) nodes = std::max<std::size_t>(nodes, move.left + 2);
+  fIsNewNarrow = nodes <= kNarrowMask + 1;
+  fSteps.resize(nodes);
+  for (std::size_t node = 0; node < nodes; ++node)
+    fSteps[node] = {0, 0, static_cast<std::uint32_t>(node), &kStays};
   const std::vector<std::size_t>& columns = task.group->columns;
-  fSteps.assign(task.moves->size() + 1, {});
-  for (std::size_t i = 0; i < task.moves->size(); ++i) {
-    const Move& move = (*task.moves)[i];
-    if (!move.isSplit) continue;
-    last = std::max<std::size_t>(last, move.left + 1);
+  for (const Move& move : *task.moves) {
     const auto at = std::find(columns.begin(), columns.end(), move.column);
     if (at == columns.end()) continue;
     const auto place = static_cast<std::size_t>(at - columns.begin());
-    fSteps[i] = {place, task.group->isWide[place] ? kWideMask : kNarrowMask, move.left,
-                 move.isLeft.data()};
+    fSteps[move.node] = {place, task.group->isWide[place] ? kWideMask : kNarrowMask, move.left,
+                         move.isLeft.data()};
   }
-  fIsNewNarrow = last <= kNarrowMask;
 }
 
 const Cases& Scan::Next(const Task& task) {
@@ -89,7 +91,7 @@ const Cases& Scan::Next(const Task& task) {
   ReadNodes(cases.rows);
   if (!task.group) return cases;
   ReadBins(*task.group, cases.rows);
-  if (task.moves) MoveRecords(task, cases.rows);
+  if (task.moves) MoveRecords(cases.rows);
   if (task.counts) Count(task, cases);
   return cases;
 }
@@ -131,13 +133,11 @@ void Scan::WriteNodes(std::size_t rows) {
   fNew->Write(fNarrow.data(), rows);
 }
 
-// A bin of one byte is read as two, too, and masked: which of the two it is would be guessed wrong
-// often.
-void Scan::MoveRecords(const Task& task, std::size_t rows) {
+// Without branches, which would be guessed wrong often. So a bin of one byte is read as two, too,
+// and masked, and a record that stays moves to its own node.
+void Scan::MoveRecords(std::size_t rows) {
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t number = std::size_t{fNodes[row]} - task.firstMove;
-    const Step& step = fSteps[std::min(number, fSteps.size() - 1)];
-    if (step.mask == 0) continue;
+    const Step& step = fSteps[fNodes[row]];
     const std::size_t bytes = step.mask == kWideMask ? 2 : 1;
     std::uint16_t bin = 0;
     std::memcpy(&bin, fBins.data() + fStarts[step.place] + row * bytes, sizeof bin);
@@ -147,13 +147,12 @@ void Scan::MoveRecords(const Task& task, std::size_t rows) {
 }
 
 void Scan::Count(const Task& task, const Cases& cases) {
-  // Without branches, which would be guessed wrong often. A node before the first one wraps around.
+  // Without branches, as above.
   const std::vector<std::uint32_t>& slots = *task.slots;
   fChosen.resize(kBlockRows);
   Counts::Case* end = fChosen.data();
   for (std::size_t row = 0; row < cases.rows; ++row) {
-    const std::size_t number = std::size_t{fNodes[row]} - task.firstSlot;
-    const std::uint32_t slot = slots[std::min(number, slots.size() - 1)];
+    const std::uint32_t slot = slots[fNodes[row]];
     *end = {static_cast<std::uint32_t>(row), slot, cases.weights[row]};
     end += static_cast<int>(slot != Counts::kNoSlot) & static_cast<int>(cases.weights[row] > 0);
   }

@@ -13,9 +13,9 @@
 
 namespace qxtree {
 
-// Where the records of the nodes that were split last go.
+// Where the records of a node that was split go.
 struct Move {
-  bool isSplit = false;
+  std::size_t node = 0;
   std::size_t column = 0;             // in Table::columns
   std::uint32_t left = 0;             // the left child; the right one is the next
   std::vector<unsigned char> isLeft;  // by bin, that of missing cells last
@@ -24,7 +24,7 @@ struct Move {
 // The histograms of some nodes and some columns of a group.
 class Counts {
  public:
-  // `slots[node - first]` is the place of a node, or kNoSlot.
+  // In place of the slot of a node that is not counted.
   static constexpr std::uint32_t kNoSlot = 0xFFFFFFFF;
   Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn, std::size_t endColumn,
          std::size_t slots);
@@ -65,13 +65,10 @@ class Scan {
   // What a pass is to do. Null: not this.
   struct Task {
     const char* name = "";
-    CodeGroup* group = nullptr;                // whose bins are read
-    const std::vector<Move>* moves = nullptr;  // of the nodes from `firstMove` on
-    std::uint32_t firstMove = 0;
-    Counts* counts = nullptr;  // with `slots`
-    // Of the nodes from `firstSlot` on, and then kNoSlot for all others.
-    const std::vector<std::uint32_t>* slots = nullptr;
-    std::uint32_t firstSlot = 0;
+    CodeGroup* group = nullptr;                         // whose bins are read
+    const std::vector<Move>* moves = nullptr;           // to the newest nodes of the tree
+    Counts* counts = nullptr;                           // with `slots`
+    const std::vector<std::uint32_t>* slots = nullptr;  // of all nodes, or kNoSlot
   };
 
   // `use` gets each block's cases and the nodes of its records, after the moves.
@@ -90,7 +87,7 @@ class Scan {
   const Cases& Next(const Task& task);
   void End(const Task& task);
   void ReadBins(CodeGroup& group, std::size_t rows);
-  void MoveRecords(const Task& task, std::size_t rows);
+  void MoveRecords(std::size_t rows);
   void Count(const Task& task, const Cases& cases);
   void BeginMoves(const Task& task);
   void ReadNodes(std::size_t rows);
@@ -102,7 +99,7 @@ class Scan {
   // Where the records of a node go in the pass.
   struct Step {
     std::size_t place = 0;   // of the column in the group
-    std::uint16_t mask = 0;  // of a bin in two bytes; 0: they stay
+    std::uint16_t mask = 0;  // of a bin in two bytes
     std::uint32_t left = 0;
     const unsigned char* isLeft = nullptr;
   };
@@ -110,8 +107,8 @@ class Scan {
   std::optional<Stream> fOld, fNew;  // nodes of the records, before the pass and after it
   bool fIsOldNarrow = false, fIsNewNarrow = false;  // numbers of one byte
   std::size_t fRow = 0;
-  std::vector<std::uint32_t> fNodes;  // of the block
-  std::vector<Step> fSteps;  // of the nodes from the first that moves on, then of all others
+  std::vector<std::uint32_t> fNodes;   // of the block
+  std::vector<Step> fSteps;            // of all nodes
   std::vector<unsigned char> fBins;    // of the block, column after column
   std::vector<std::size_t> fStarts;    // in fBins
   std::vector<unsigned char> fNarrow;  // nodes of the block

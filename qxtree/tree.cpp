@@ -16,7 +16,8 @@
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kNodeBytes = 600;  // of a node, besides its sums and categories
+// Of a node, in the passes too, besides its sums and categories.
+constexpr std::size_t kNodeBytes = 640;
 
 class Grower {
  public:
@@ -91,17 +92,15 @@ class Grower {
 
   bool Moves(const CodeGroup& group) const {
     return std::any_of(fMoves.begin(), fMoves.end(), [&](const Move& move) {
-      return move.isSplit && std::find(group.columns.begin(), group.columns.end(), move.column) !=
-                                 group.columns.end();
+      return std::find(group.columns.begin(), group.columns.end(), move.column) !=
+             group.columns.end();
     });
   }
 
   // A pass over the group that moves records first, if they are to be moved.
   Scan::Task NewTask(CodeGroup& group) const {
     Scan::Task task{fName.c_str(), &group};
-    if (!Moves(group)) return task;
-    task.moves = &fMoves;
-    task.firstMove = fFirstMove;
+    if (Moves(group)) task.moves = &fMoves;
     return task;
   }
 
@@ -144,14 +143,12 @@ class Grower {
   void CountNodes(CodeGroup& group, std::size_t first, std::size_t end,
                   const std::vector<std::size_t>& nodes) {
     Counts counts(fTable, group, first, end, nodes.size());
-    // The last one stands for all other nodes.
-    std::vector<std::uint32_t> slots(fNodes.size() - fFirst + 1, Counts::kNoSlot);
+    std::vector<std::uint32_t> slots(fNodes.size(), Counts::kNoSlot);
     for (std::size_t slot = 0; slot < nodes.size(); ++slot)
-      slots[nodes[slot] - fFirst] = static_cast<std::uint32_t>(slot);
+      slots[nodes[slot]] = static_cast<std::uint32_t>(slot);
     Scan::Task task = NewTask(group);
     task.counts = &counts;
     task.slots = &slots;
-    task.firstSlot = static_cast<std::uint32_t>(fFirst);
     fScan.Run(task);
     if (task.moves) fMoves.clear();
     for (std::size_t slot = 0; slot < nodes.size(); ++slot)
@@ -166,15 +163,14 @@ class Grower {
   // Gives the open nodes their children, which are the next level.
   void SplitNodes() {
     const std::size_t first = std::exchange(fFirst, fNodes.size());
-    fFirstMove = static_cast<std::uint32_t>(first);
-    fMoves.assign(fFirst - first, {});
+    fMoves.clear();
     std::size_t moves = 0;
     for (std::size_t i = first; i < fFirst; ++i) {
       const Candidate& best = fNodes[i].best;
       if (!fNodes[i].isOpen || !(best.gain > 0) || best.gain < fLeastGain) continue;
-      Move& move = fMoves[i - first];
       const std::size_t missing = fTable.columns[best.column].CountBins();
-      move = {true, best.column, static_cast<std::uint32_t>(fNodes.size()), {}};
+      Move& move =
+          fMoves.emplace_back(Move{i, best.column, static_cast<std::uint32_t>(fNodes.size()), {}});
       for (std::size_t bin = 0; bin <= missing; ++bin)
         move.isLeft.push_back(best.GoesLeft(bin, missing));
       moves += move.isLeft.capacity();
@@ -225,7 +221,6 @@ class Grower {
   std::vector<GrownNode> fNodes;
   std::size_t fFirst = 0;    // node of the level
   std::vector<Move> fMoves;  // still to be made
-  std::uint32_t fFirstMove = 0;
   double fLeastGain = 0;
 };
 
