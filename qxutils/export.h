@@ -1,13 +1,15 @@
-// The export macro marks the library's public interface. Everything else stays hidden.
-//
-// The macro is the same for those who build the library and those who use it. So the source tree
-// alone is a complete include path, and no definitions are needed.
+/// @file
+/// The export macro marks the library's public interface. Everything else stays hidden.
+///
+/// The macro is the same for those who build the library and those who use it. So the source tree
+/// alone is a complete include path, and no definitions are needed.
 #ifndef QXUTILS_EXPORT_H
 #define QXUTILS_EXPORT_H
 
+/// Stands before each class and function of the public interface.
 #define QXUTILS_EXPORT __attribute__((visibility("default")))
 
-// For the private operations of an exported class.
+/// Stands before the private operations of an exported class.
 #define QXUTILS_LOCAL __attribute__((visibility("hidden")))
 
 #endif

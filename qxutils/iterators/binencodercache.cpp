@@ -9,13 +9,12 @@
 #include <type_traits>
 #include <utility>
 
+#include "qxutils/iterators/iteratorstatus.h"
+
 namespace qxg_800 {
 namespace {
 
 using Record = Arbex_800::TRecord<double>;
-
-constexpr int kReady = 0;
-constexpr int kEndOfData = 1;
 
 constexpr int kDoubles = 2;  // of one record
 

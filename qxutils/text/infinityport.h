@@ -5,8 +5,8 @@
 
 namespace qxg_800 {
 
-// Returns positive infinity, the system-missing value. Any thread may call it at any time, even in
-// a static initialiser.
+/// Returns positive infinity, the system-missing value. Any thread may call it at any time, even in
+/// a static initialiser.
 QXUTILS_EXPORT double GetInfinity();
 
 }  // namespace qxg_800

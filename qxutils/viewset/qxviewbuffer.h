@@ -8,50 +8,51 @@
 
 namespace qxg_800 {
 
-// Collects the items of one view in memory until they are written out.
-//
-// Holds up to GetCapacity() items of GetItemSize() bytes each, in one block that is allocated once.
-// Not copyable. Used by one thread at a time.
-//
-// Field order is part of the binary interface.
+/// Collects the items of one view in memory until they are written out.
+///
+/// Holds up to GetCapacity() items of GetItemSize() bytes each, in one block that is allocated
+/// once. Not copyable. Used by one thread at a time.
+///
+/// Field order is part of the binary interface.
 class QXUTILS_EXPORT QxViewBuffer {
  public:
-  // `capacity` is in items, `itemSize` in bytes. With a capacity below 0 or an item size below 1
-  // nothing is allocated and every Store is refused.
-  //
-  // Throws std::bad_array_new_length when the block would be larger than an int can count. Throws
-  // std::bad_alloc when out of memory.
+  /// Makes an empty buffer. `capacity` is in items, `itemSize` in bytes. With a capacity below 0 or
+  /// an item size below 1 nothing is allocated and every Store is refused.
+  ///
+  /// Throws std::bad_array_new_length when the block would be larger than an int can count. Throws
+  /// std::bad_alloc when out of memory.
   QxViewBuffer(int capacity, int itemSize);
 
+  /// Releases the block with the items that were not written out.
   ~QxViewBuffer();
 
   QxViewBuffer(const QxViewBuffer&) = delete;
   QxViewBuffer& operator=(const QxViewBuffer&) = delete;
 
-  // Appends whole items, `bytes` bytes copied from `data`, and returns `bytes`. All or nothing:
-  // returns -1, with nothing changed, in these cases:
-  // - `bytes` is not a positive multiple of the item size.
-  // - There is no room for all items.
-  // - `data` is null, or the buffer's view is closed.
+  /// Appends whole items, `bytes` bytes copied from `data`, and returns `bytes`. All or nothing:
+  /// returns -1, with nothing changed, in these cases:
+  /// - `bytes` is not a positive multiple of the item size.
+  /// - There is no room for all items.
+  /// - `data` is null, or the buffer's view is closed.
   int Store(const char* data, int bytes);
 
-  // Whether the number of items equals the capacity.
+  /// Whether the number of items equals the capacity. So a buffer of capacity 0 is always full.
   bool IsFull() const;
 
-  // Forgets the items. The block stays.
+  /// Forgets the items. The block stays.
   void Reset();
 
-  // Returns the block, which stays the buffer's. Items lie in it one after the other from its
-  // start. Null when nothing was allocated.
+  /// Returns the block, which stays the buffer's. Items lie in it one after the other from its
+  /// start. Null when nothing was allocated.
   char* GetBuffer();
 
-  // The number of items stored now.
+  /// Returns the number of items stored now.
   long GetSize() const;
 
-  // The greatest number of items.
+  /// Returns the greatest number of items, as it was given.
   long GetCapacity() const;
 
-  // Bytes of one item.
+  /// Returns the bytes of one item, as they were given.
   int GetItemSize() const;
 
  private:
