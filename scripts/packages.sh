@@ -9,6 +9,7 @@ declare -A PACKAGES=(
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"
   [pages]="graphviz python3 xz-utils zstd"
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
+  [packages]="dpkg-dev"
   [plot]="gnuplot-nox"
   [python]="python3"
   [tests]="binutils libboost-dev libgtest-dev locales python3 python3-jsonschema zstd"
