@@ -107,12 +107,11 @@ class Scan {
   std::optional<Stream> fOld, fNew;  // nodes of the records, before the pass and after it
   bool fIsOldNarrow = false, fIsNewNarrow = false;  // numbers of one byte
   std::size_t fRow = 0;
-  std::vector<std::uint32_t> fNodes;   // of the block
-  std::vector<Step> fSteps;            // of all nodes
-  std::vector<unsigned char> fBins;    // of the block, column after column
-  std::vector<std::size_t> fStarts;    // in fBins
-  std::vector<unsigned char> fNarrow;  // nodes of the block
-  std::vector<std::uint16_t> fWide;    // of one column of the block
+  std::vector<std::uint32_t> fNodes;  // of the block
+  std::vector<Step> fSteps;           // of all nodes
+  std::vector<unsigned char> fBins;   // of the block, column after column
+  std::vector<std::size_t> fStarts;   // in fBins
+  std::vector<std::uint16_t> fWide;   // of one column of the block
   std::vector<Counts::Case> fChosen;
 };
 

@@ -145,7 +145,6 @@ class TableMaker {
       group.isWide.push_back(column.CountBins() > 0xFF);
     }
     std::vector<std::uint16_t> bins(kBlockRows);
-    std::vector<unsigned char> narrow(kBlockRows);
     for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
       Poll();
       const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
@@ -156,14 +155,10 @@ class TableMaker {
                         [&](const double* values, std::size_t count, std::uint16_t* out) {
                           FindBins(column, fGroup[i], values, count, out);
                         });
-        if (group.isWide[i]) {
+        if (group.isWide[i])
           group.codes.Write(bins.data(), rows * sizeof bins[0]);
-          continue;
-        }
-        std::transform(bins.begin(), bins.begin() + static_cast<std::ptrdiff_t>(rows),
-                       narrow.begin(),
-                       [](std::uint16_t bin) { return static_cast<unsigned char>(bin); });
-        group.codes.Write(narrow.data(), rows);
+        else
+          group.codes.WriteAs<unsigned char>(bins.data(), rows);
       }
     }
     group.codes.Close();
@@ -201,13 +196,10 @@ const Cases& CasesReader::Next() {
   const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
   fRow += rows;
   fCases.weights.resize(rows);
-  if (fTable.hasWeights) {
+  if (fTable.hasWeights)
     fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
-  } else {
-    fUnits.resize(rows);
-    fTable.cases.Read(fUnits.data(), rows);
-    std::copy(fUnits.begin(), fUnits.end(), fCases.weights.begin());
-  }
+  else
+    fTable.cases.ReadAs<signed char>(fCases.weights.data(), rows);
   if (fTable.isRegression) {
     fCases.targets.resize(rows);
     fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));

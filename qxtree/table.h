@@ -107,7 +107,6 @@ class CasesReader {
   Table& fTable;
   std::size_t fRow = 0;
   Cases fCases;
-  std::vector<signed char> fUnits;  // weights, where each is 1
 };
 
 }  // namespace qxtree
