@@ -29,11 +29,6 @@ class Counts {
   Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn, std::size_t endColumn,
          std::size_t slots);
 
-  // Bytes of the histograms of a node.
-  static std::size_t BytesOf(const Table& table, std::size_t column) {
-    return (table.columns[column].CountBins() + 1) * table.CountSums() * sizeof(double);
-  }
-
   Histogram Of(std::size_t column, std::size_t slot) const;  // by place in the group
   std::size_t First() const { return fFirst; }
   std::size_t End() const { return fEnd; }

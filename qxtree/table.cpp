@@ -82,7 +82,7 @@ class TableMaker {
       column.statistics = distinct.Statistics();
     }
     // A histogram of one node has to fit.
-    const std::size_t bytes = (column.CountBins() + 1) * fTable.CountSums() * sizeof(double);
+    const std::size_t bytes = fTable.HistogramBytes(column);
     if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
       column.isInput = false;
       column.isLeftOut = true;

@@ -86,7 +86,7 @@ class Grower {
   }
 
   bool HasOpen() const {
-    return std::any_of(fNodes.begin() + static_cast<std::ptrdiff_t>(fFirst), fNodes.end(),
+    return std::any_of(fNodes.data() + fFirst, fNodes.data() + fNodes.size(),
                        [](const GrownNode& node) { return node.isOpen; });
   }
 
@@ -125,18 +125,16 @@ class Grower {
   // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
   // Where not even one fits for all nodes, these are counted in turns.
   std::size_t CountTurn(CodeGroup& group, std::size_t first, const std::vector<std::size_t>& open) {
-    std::size_t end = first + 1, bytes = Counts::BytesOf(fTable, group.columns[first]);
+    std::size_t end = first, bytes = 0;
     for (; end < group.columns.size(); ++end) {
-      const std::size_t more = Counts::BytesOf(fTable, group.columns[end]);
-      if ((bytes + more) * open.size() > fMemory) break;
+      const std::size_t more = fTable.HistogramBytes(fTable.columns[group.columns[end]]);
+      if (end > first && (bytes + more) * open.size() > fMemory) break;
       bytes += more;
     }
     const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
     for (std::size_t start = 0; start < open.size(); start += nodes)
-      CountNodes(
-          group, first, end,
-          {open.begin() + static_cast<std::ptrdiff_t>(start),
-           open.begin() + static_cast<std::ptrdiff_t>(std::min(start + nodes, open.size()))});
+      CountNodes(group, first, end,
+                 {open.data() + start, open.data() + std::min(start + nodes, open.size())});
     return end;
   }
 
