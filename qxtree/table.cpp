@@ -48,7 +48,6 @@ class TableMaker {
     const Column* const from = fImporter.Get(i);
     column.isIgnored = !from;
     if (from) {
-      column.name = from->Name();
       column.kind = from->GetKind();
       column.isEmpty = from->IsEmpty();
       column.remark = i == fImporter.Weight() ? "weight" : from->WhyLeftOut();
