@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -44,6 +45,7 @@ class Grower {
  private:
   void PlantRoot() {
     Sums root(fImpurity.Count());
+    bool hasDeviation = false;  // from the center
     fScan.Run({"root"}, [&](const Cases& cases, const std::uint32_t*) {
       for (std::size_t row = 0; row < cases.rows; ++row) {
         const double weight = cases.weights[row];
@@ -52,6 +54,7 @@ class Grower {
           root[0] += weight;
           root[1] += weight * cases.targets[row];
           root[2] += weight * cases.targets[row] * cases.targets[row];
+          hasDeviation = hasDeviation || cases.targets[row] != 0;
         } else {
           root[cases.classes[row]] += weight;
         }
@@ -59,9 +62,10 @@ class Grower {
     });
     if (!(fImpurity.CasesOf(root.data()) > 0))
       throw std::runtime_error("there are no training cases");
-    if (!std::isfinite(fImpurity.Of(root.data())))
-      throw std::runtime_error(
-          fmt::format("target '{}': the numbers are too large", fOptions.target));
+    const bool isLost = hasDeviation && root[2] < std::numeric_limits<double>::min();
+    if (isLost || !std::isfinite(fImpurity.Of(root.data())))
+      throw std::runtime_error(fmt::format("target '{}': the numbers {}", fOptions.target,
+                                           isLost ? "differ too little" : "are too large"));
     fLeastGain = fOptions.minGain * fImpurity.Of(root.data());
     AddNode(std::move(root));
   }
