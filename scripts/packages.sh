@@ -2,6 +2,7 @@
 # Sourced by the other scripts: `need GROUP...` installs what is missing of these groups of Debian packages.
 
 declare -A PACKAGES=(
+  [abi]="abigail-tools g++-12"
   [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
   [coverage]="gcovr"
@@ -10,6 +11,7 @@ declare -A PACKAGES=(
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
   [packages]="dpkg-dev"
   [plot]="gnuplot-nox"
+  [roads]="git meson ninja-build pkg-config"
   [python]="python3"
   [tests]="binutils libboost-dev libgtest-dev locales python3 python3-jsonschema zstd"
   [checks]="clang-format-14 clang-tidy-14 cppcheck python3 shellcheck"
