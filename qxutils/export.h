@@ -15,8 +15,8 @@
 #ifdef __clang__
 #define QXUTILS_UNUSED [[maybe_unused]]
 #else
-/// Stands before a field that only keeps its place. Clang warns of a field that nothing uses, GCC 11
-/// of the attribute.
+/// Stands before a field that only keeps its place. Clang warns of a field that nothing uses, GCC
+/// 11 of the attribute.
 #define QXUTILS_UNUSED
 #endif
 
