@@ -14,7 +14,8 @@ namespace bench {
 namespace {
 
 constexpr long kBytes = 64'000'000;
-constexpr long kBytesOfView = 1024;  // what a view may cost beside its buffer
+constexpr long kBytesOfBudget = 256'000'000;  // where the budget is what varies
+constexpr long kBytesOfView = 1024;           // what a view may cost beside its buffer
 constexpr int kManyViews = 100'000;
 
 long PerView(int views) { return Scaled(kBytes / kItemBytes / views); }
@@ -51,15 +52,18 @@ void AddBytes(const std::string& peer, std::function<long()> bytes) {
       ->Repetitions(1);
 }
 
-// Not that of getrusage, which counts the peak of the process that started this one too.
-long PeakBytes() {
-  std::ifstream status("/proc/self/status");
+// The number after `name` in a file of /proc/self.
+long OfProcess(const std::string& file, const std::string& name) {
+  std::ifstream text("/proc/self/" + file);
   std::string word;
-  while (status >> word && word != "VmHWM:") continue;
-  long kilobytes = 0;
-  Check(static_cast<bool>(status >> kilobytes), "no peak of memory");
-  return 1024 * kilobytes;
+  while (text >> word && word != name) continue;
+  long number = 0;
+  Check(static_cast<bool>(text >> number), "no " + name);
+  return number;
 }
+
+// Not that of getrusage, which counts the peak of the process that started this one too.
+long PeakBytes() { return 1024 * OfProcess("status", "VmHWM:"); }
 
 double Seconds() {
   timespec time{};
@@ -80,18 +84,22 @@ void AddGrowth() {
   AddBytes("allowed", [] { return kBudget + kBytesOfView * kManyViews; });
 }
 
-void PrintGrowth(int views) {
+void PrintGrowth(int views, long budget) {
+  const long perView = (budget > 0 ? kBytesOfBudget : kBytes) / kItemBytes / views;
   const long before = PeakBytes();
   const double start = Seconds();
-  auto set = std::make_unique<ViewSet>(views);
-  Fill(*set, views, PerView(views));
+  auto set = std::make_unique<ViewSet>(views, budget > 0 ? budget : kBudget);
+  const long capacity = set->Buffer(0).GetCapacity();
+  Fill(*set, views, perView);
   set->CloseAllButLast();
   const double written = Seconds();
+  const long calls = OfProcess("io", "syscr:"), bytes = OfProcess("io", "rchar:");
   set->CloseLast();
   const double closed = Seconds();
-  const long peak = PeakBytes() - before;
-  const auto items = static_cast<double>(PerView(views) * views);
-  std::printf("%d %.2f %.4f %ld\n", views, 1e9 * (written - start) / items, closed - written, peak);
+  const auto items = static_cast<double>(perView * views);
+  std::printf("%d %.2f %.4f %ld %ld %ld %ld\n", views, 1e9 * (written - start) / items,
+              closed - written, capacity, OfProcess("io", "syscr:") - calls,
+              OfProcess("io", "rchar:") - bytes, PeakBytes() - before);
 }
 
 }  // namespace bench

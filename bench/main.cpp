@@ -1,7 +1,9 @@
 // Runs the benchmarks. Options are those of Google Benchmark, and in front of them:
 //   --smoke      small data, where only the results matter
 //   --threaded   what is measured in a process with a second thread, in place of the rest
-//   --growth N   prints one line about a view set of N views, and measures nothing else
+//   --growth N [BUDGET]  prints one line about a view set of N views, and measures nothing else.
+//   With a
+//                budget in bytes more is written.
 #include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -50,7 +52,7 @@ int main(int argc, char** argv) {
   for (; argc > 1; --argc, ++argv) {
     const std::string option = argv[1];
     if (option == "--growth" && argc > 2) {
-      bench::PrintGrowth(std::atoi(argv[2]));
+      bench::PrintGrowth(std::atoi(argv[2]), argc > 3 ? std::atol(argv[3]) : 0);
       return 0;
     }
     if (option == "--smoke") {

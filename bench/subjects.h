@@ -18,9 +18,11 @@ void AddUtf8();
 // What is measured in a process that has a second thread. Only there does stdio take its locks.
 void AddReadingThreaded();
 
-// Writes one set of `views` views and prints a line of four numbers. They are the views,
-// nanoseconds a written item, seconds of the last close, and bytes of memory at the peak.
-void PrintGrowth(int views);
+// Writes one set of `views` views and prints a line of numbers:
+// - the views, nanoseconds a written item, seconds of the last close, items of a buffer
+// - reads and bytes read by the last close, bytes of memory at the peak
+// A budget of 0 bytes stands for the usual one.
+void PrintGrowth(int views, long budget);
 
 }  // namespace bench
 

@@ -21,7 +21,8 @@ install(EXPORT qxutilsTargets NAMESPACE qxutils:: DESTINATION ${QXUTILS_CMAKE_DI
   COMPONENT qxutils_development)
 configure_package_config_file(cmake/qxutilsConfig.cmake.in qxutilsConfig.cmake
   INSTALL_DESTINATION ${QXUTILS_CMAKE_DIR})
-write_basic_package_version_file(qxutilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(qxutilsConfigVersion.cmake
+  VERSION ${QXUTILS_VERSION} COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/qxutilsConfig.cmake ${PROJECT_BINARY_DIR}/qxutilsConfigVersion.cmake
   DESTINATION ${QXUTILS_CMAKE_DIR} COMPONENT qxutils_development)
 

@@ -9,8 +9,11 @@ declare -A PACKAGES=(
   [coverage]="gcovr"
   [docs]="doxygen graphviz python3"
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"
+  [pages]="graphviz python3 xz-utils zstd"
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
+  [packages]="dpkg-dev"
   [plot]="gnuplot-nox"
+  [roads]="git meson ninja-build pkg-config"
   [python]="python3"
   [tests]="binutils libboost-dev libgtest-dev locales python3 python3-jsonschema zstd"
   [checks]="clang-format-14 clang-tidy-14 cppcheck python3 shellcheck"
@@ -29,7 +32,14 @@ need() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   local root=()
-  [ "$(id -u)" -eq 0 ] || root=(sudo)
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "These packages are missing, and without root or sudo they can't be installed: ${missing[*]}" >&2
+      return 1
+    }
+    root=(sudo)
+  fi
+  echo "Installing ${missing[*]}" >&2
   "${root[@]}" apt-get update -qq
   "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
