@@ -3,7 +3,8 @@
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 
-# x86 has the one kind of control-flow protection, aarch64 the other.
+# x86 has the one kind of control-flow protection, aarch64 the other. Clang warns of what it ignores.
+set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(option -fstack-protector-strong -fcf-protection=full -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER QXUTILS_HAS${option} known)
   check_cxx_compiler_flag(${option} ${known})
@@ -11,6 +12,7 @@ foreach(option -fstack-protector-strong -fcf-protection=full -mbranch-protection
     list(APPEND QXUTILS_COMPILE_HARDENING ${option})
   endif()
 endforeach()
+unset(CMAKE_REQUIRED_FLAGS)
 
 # A sanitizer's functions are found when the program is linked, not before.
 get_directory_property(QXUTILS_PARENT_OPTIONS COMPILE_OPTIONS)

@@ -20,4 +20,25 @@
 #define QXUTILS_UNUSED
 #endif
 
+/// The name by which the library and its users tell each other whether they have _GLIBCXX_DEBUG.
+///
+/// With it the containers of the standard library have other layouts. So all are compiled with it,
+/// or all without it. Otherwise this name is missing when they are linked.
+#ifdef _GLIBCXX_DEBUG
+#define QXUTILS_DEBUG_MODE qxutils_is_built_with_GLIBCXX_DEBUG
+#else
+#define QXUTILS_DEBUG_MODE qxutils_is_built_without_GLIBCXX_DEBUG
+#endif
+
+/// Has no meaning but its name.
+extern "C" QXUTILS_EXPORT const char QXUTILS_DEBUG_MODE;
+
+namespace qxg_800 {
+
+/// Refers to that name, in everything that includes this header.
+__attribute__((used, retain)) QXUTILS_LOCAL inline const char* const kDebugMode =
+    &QXUTILS_DEBUG_MODE;
+
+}  // namespace qxg_800
+
 #endif

@@ -5,6 +5,7 @@ declare -A PACKAGES=(
   [abi]="abigail-tools g++-12"
   [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
+  [compilers]="clang-19 g++-11 g++-12 g++-12-aarch64-linux-gnu lld-14 lld-19 llvm-14 llvm-19 qemu-user"
   [coverage]="gcovr"
   [docs]="doxygen graphviz python3"
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"

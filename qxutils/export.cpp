@@ -1,0 +1,3 @@
+#include "qxutils/export.h"
+
+const char QXUTILS_DEBUG_MODE = 1;
