@@ -12,4 +12,12 @@
 /// Stands before the private operations of an exported class.
 #define QXUTILS_LOCAL __attribute__((visibility("hidden")))
 
+/// For a field that only keeps its place. Clang warns of a field that nothing uses, GCC 11 of the
+/// attribute.
+#ifdef __clang__
+#define QXUTILS_UNUSED [[maybe_unused]]
+#else
+#define QXUTILS_UNUSED
+#endif
+
 #endif

@@ -2,6 +2,7 @@
 # Sourced by the other scripts: `need GROUP...` installs what is missing of these groups of Debian packages.
 
 declare -A PACKAGES=(
+  [abi]="abigail-tools g++-12"
   [bench]="libbenchmark-dev libboost-dev libgsl-dev python3"
   [build]="g++ cmake make"
   [coverage]="gcovr"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compares what a library exports, less what each build of its own adds, with a list: exports.sh LIBRARY LIST
+# Compares what a library exports, each name under the version QXUTILS_8, with a list: exports.sh LIBRARY LIST
 set -euo pipefail
-nm --dynamic --defined-only --demangle "$1" | cut -d' ' -f3- |
-  grep -Ev '^__odr_asan|(vtable|typeinfo|typeinfo name) for Arbex_800::' |
-  LC_ALL=C sort -u | diff "$2" - && echo "the exported symbols are those of the list"
+nm --dynamic --defined-only --demangle --with-symbol-versions "$1" | cut -d' ' -f2- |
+  sed '/^A QXUTILS_8$/d; s/^. //' | LC_ALL=C sort -u |
+  diff <(sed 's/$/@@QXUTILS_8/' "$2" | LC_ALL=C sort) - && echo "the exported symbols are those of the list"

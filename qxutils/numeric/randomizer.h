@@ -65,14 +65,14 @@ class QXUTILS_EXPORT Randomizer {
 
   static constexpr long INITSEED1 = 314159;  // first state word at the start, for every seed
 
-  [[maybe_unused]] long fSeed;  // as it was given
-  long fSeed1;                  // 1 to 2147483562
-  long fSeed2;                  // 1 to 2147483398
-  double fProbability;          // p
-  bool fReturnSelected;         // false: GetRandomFreq returns the number not selected
-  double fTrialLimit;           // greatest frequency that is drawn case by case
-  long fStartSeed2;             // second state word at the start
-  long fFirstNotSelected;       // a trial succeeds when Draw returns less
+  QXUTILS_UNUSED long fSeed;  // as it was given
+  long fSeed1;                // 1 to 2147483562
+  long fSeed2;                // 1 to 2147483398
+  double fProbability;        // p
+  bool fReturnSelected;       // false: GetRandomFreq returns the number not selected
+  double fTrialLimit;         // greatest frequency that is drawn case by case
+  long fStartSeed2;           // second state word at the start
+  long fFirstNotSelected;     // a trial succeeds when Draw returns less
 };
 
 }  // namespace qxg_800

@@ -98,7 +98,7 @@ class QXUTILS_EXPORT IOBinFile : public IOBinFileWriter {
   std::unique_ptr<std::FILE, CloseStream> fpStream;  // null while closed
   std::string fFileName;
   Arbex_800::EnvironmentSettings::CompressionLevel fLevel{};  // of the last Open
-  [[maybe_unused]] const Arbex_800::EnvironmentSettings& fSettings;
+  QXUTILS_UNUSED const Arbex_800::EnvironmentSettings& fSettings;
 };
 
 }  // namespace qxg_800

@@ -160,7 +160,7 @@ class QXUTILS_EXPORT QxViewSetManager {
   QXUTILS_LOCAL void MakeViewFile(std::size_t view);
   QXUTILS_LOCAL void CopySegment(std::size_t view, const Segment& segment);
 
-  [[maybe_unused]] long fBufferMemory;  // bytes
+  QXUTILS_UNUSED long fBufferMemory;  // bytes
   std::vector<ViewInfo> fViews;
   const Arbex_800::EnvironmentSettings& fSettings;
   std::unique_ptr<StoredFile> fpStorage;                // of the shared file
