@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <stdexcept>
 
 #include "qxutils/platform/qxutilsexception.h"
 #include "qxutils/text/infinityport.h"
@@ -20,12 +19,8 @@ constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
 
 }  // namespace
 
-Column::Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view)
+Column::Column(std::optional<Kind> kind, ReadingContext& context, int view)
     : fContext(context), fView(view), fDictionary(context.dictionaries) {
-  const auto utf8 = ToUtf8(name);
-  if (!utf8)
-    throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", name));
-  fName = *utf8;
   if (kind) Decide(*kind);
 }
 

@@ -40,9 +40,8 @@ struct ReadingContext {
 class Column {
  public:
   // `view` of the set is the column's, with items of one byte. `kind` is decided if there is one.
-  // Throws std::runtime_error for a name that is not in the locale's code set. Other functions
-  // throw it when a write fails.
-  Column(const std::string& name, std::optional<Kind> kind, ReadingContext& context, int view);
+  // Functions throw std::runtime_error when a write fails.
+  Column(std::optional<Kind> kind, ReadingContext& context, int view);
 
   void Take(std::string_view cell, long line) {
     const int code = !fIsCoded      ? Dictionary::kNone
@@ -59,8 +58,7 @@ class Column {
   bool IsFreeable() const { return fKind != Kind::Text && fDictionary.Bytes() > 0; }
   void FreeDictionary();
 
-  const std::string& Name() const { return fName; }  // in UTF-8
-  bool IsEmpty() const { return !fKind; }            // no cell but missing ones
+  bool IsEmpty() const { return !fKind; }  // no cell but missing ones
   Kind GetKind() const { return fKind.value_or(Kind::Number); }
   const std::string& WhyLeftOut() const { return fWhyLeftOut; }  // empty: it is not
   long CountMissing() const { return fCounts[Block::Missing]; }
@@ -86,7 +84,6 @@ class Column {
   // Of a block of texts: as many as a block of values and of new values takes.
   std::size_t BlockBytes() const { return 2 * sizeof(double) * fContext.blockRows; }
 
-  std::string fName;
   std::optional<Kind> fKind;
   ReadingContext& fContext;
   const int fView;

@@ -19,10 +19,6 @@ constexpr std::size_t kLeastBlock = 16;
 // More makes the last close no faster.
 constexpr std::size_t kEnoughBuffers = 8 << 20, kEnoughBuffer = 32 << 10;
 
-bool Has(const std::vector<std::string>& names, const std::string& name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 }  // namespace
 
 Importer::Importer(const Options& options, TempFolder& folder)
@@ -94,11 +90,15 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
       [this] { return FreeDictionary(); }});
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);
+    const auto utf8 = ToUtf8(names[i]);
+    if (utf8) fNames[i] = *utf8;
     if (fViewOf[i] < 0) continue;
+    if (!utf8)
+      throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", names[i]));
     std::optional<Kind> kind;
     if (Has(fOptions.texts, names[i])) kind = Kind::Text;
     if (Has(fOptions.numbers, names[i]) || i == fWeight) kind = Kind::Number;
-    fColumns[i] = std::make_unique<Column>(names[i], kind, *fContext, fViewOf[i]);
+    fColumns[i] = std::make_unique<Column>(kind, *fContext, fViewOf[i]);
   }
 }
 

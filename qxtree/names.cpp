@@ -42,6 +42,10 @@ std::string Listed(const std::vector<std::string>& names) {
 
 }  // namespace
 
+bool Has(const std::vector<std::string>& names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 std::string Nearest(const std::string& name, const std::vector<std::string>& names) {
   std::string nearest;
   std::size_t least = 2 * kMostCompared;  // above every distance

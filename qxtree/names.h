@@ -7,6 +7,8 @@
 
 namespace qxtree {
 
+bool Has(const std::vector<std::string>& names, const std::string& name);
+
 // The name with the fewest bytes to insert, remove or replace in it to get `name`, the first of
 // several. Only the first 64 bytes of each count. Empty when there are no names.
 std::string Nearest(const std::string& name, const std::vector<std::string>& names);

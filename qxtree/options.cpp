@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -159,7 +158,7 @@ void TakeKeys(CLI::App& app, const std::string& path) {
   const bool hasTask = app.count("--classes") + app.count("--regression") > 0;
   const std::vector<std::string> keys = ReadKeys(path);
   for (std::size_t i = 0; i < keys.size(); ++i)
-    if (std::find(names.begin(), names.end(), keys[i]) == names.end())
+    if (!Has(names, keys[i]))
       throw UsageError(fmt::format("'{}', line {}: unknown key '{}'; the nearest is '{}'", path,
                                    i + 1, keys[i], Nearest(keys[i], names)));
   tree_800::QxConfigFile file(path);
@@ -183,11 +182,8 @@ void Check(Options& options) {
   if (!(options.minGain >= 0)) throw UsageError("min-gain: not a number");
   if (!(options.holdout < 1)) throw UsageError("holdout: not below 1");
   if (options.weight == options.target) throw UsageError("weight: this column is the target");
-  const auto has = [](const std::vector<std::string>& list, const std::string& name) {
-    return std::find(list.begin(), list.end(), name) != list.end();
-  };
   for (const std::string& name : options.texts)
-    if (has(options.numbers, name) || name == options.weight)
+    if (Has(options.numbers, name) || name == options.weight)
       throw UsageError(fmt::format("text: column '{}' has to hold numbers", name));
   for (const std::string& name : options.ignored)
     if (name == options.target || name == options.weight)

@@ -119,18 +119,12 @@ void Scan::ReadBins(CodeGroup& group, std::size_t rows) {
 void Scan::ReadNodes(std::size_t rows) {
   if (!fOld) return std::fill(fNodes.begin(), fNodes.end(), 0);
   if (!fIsOldNarrow) return fOld->Read(fNodes.data(), rows * sizeof fNodes[0]);
-  fNarrow.resize(rows);
-  fOld->Read(fNarrow.data(), rows);
-  std::copy(fNarrow.begin(), fNarrow.end(), fNodes.begin());
+  fOld->ReadAs<unsigned char>(fNodes.data(), rows);
 }
 
 void Scan::WriteNodes(std::size_t rows) {
   if (!fIsNewNarrow) return fNew->Write(fNodes.data(), rows * sizeof fNodes[0]);
-  fNarrow.resize(rows);
-  std::transform(fNodes.begin(), fNodes.begin() + static_cast<std::ptrdiff_t>(rows),
-                 fNarrow.begin(),
-                 [](std::uint32_t node) { return static_cast<unsigned char>(node); });
-  fNew->Write(fNarrow.data(), rows);
+  fNew->WriteAs<unsigned char>(fNodes.data(), rows);
 }
 
 // Without branches, which would be guessed wrong often. So a bin of one byte is read as two, too,

@@ -29,11 +29,6 @@ class Counts {
   Counts(const Table& table, const CodeGroup& group, std::size_t firstColumn, std::size_t endColumn,
          std::size_t slots);
 
-  // Bytes of the histograms of a node.
-  static std::size_t BytesOf(const Table& table, std::size_t column) {
-    return (table.columns[column].CountBins() + 1) * table.CountSums() * sizeof(double);
-  }
-
   Histogram Of(std::size_t column, std::size_t slot) const;  // by place in the group
   std::size_t First() const { return fFirst; }
   std::size_t End() const { return fEnd; }
@@ -107,12 +102,11 @@ class Scan {
   std::optional<Stream> fOld, fNew;  // nodes of the records, before the pass and after it
   bool fIsOldNarrow = false, fIsNewNarrow = false;  // numbers of one byte
   std::size_t fRow = 0;
-  std::vector<std::uint32_t> fNodes;   // of the block
-  std::vector<Step> fSteps;            // of all nodes
-  std::vector<unsigned char> fBins;    // of the block, column after column
-  std::vector<std::size_t> fStarts;    // in fBins
-  std::vector<unsigned char> fNarrow;  // nodes of the block
-  std::vector<std::uint16_t> fWide;    // of one column of the block
+  std::vector<std::uint32_t> fNodes;  // of the block
+  std::vector<Step> fSteps;           // of all nodes
+  std::vector<unsigned char> fBins;   // of the block, column after column
+  std::vector<std::size_t> fStarts;   // in fBins
+  std::vector<std::uint16_t> fWide;   // of one column of the block
   std::vector<Counts::Case> fChosen;
 };
 

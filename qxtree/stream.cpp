@@ -123,14 +123,12 @@ void ColumnReader::ReadBlock() {
   const bool hasCodes = fBlock.form == Block::Form::Bytes || fBlock.form == Block::Form::Words;
   fBlock.codes.resize(hasCodes ? rows : 0);
   fBlock.values.resize(hasCodes ? 0 : rows);
-  fBlock.texts.resize(fBlock.form == Block::Form::Bytes ? rows : header[3]);
+  fBlock.texts.resize(header[3]);
   fNext = 0;
+  if (fBlock.form == Block::Form::Bytes) fStream.ReadAs<unsigned char>(fBlock.codes.data(), rows);
   if (fBlock.form == Block::Form::Words) fStream.Read(fBlock.codes.data(), rows * 2);
   if (fBlock.form == Block::Form::Values) fStream.Read(fBlock.values.data(), rows * sizeof(double));
   fStream.Read(fBlock.texts.data(), fBlock.texts.size());
-  if (fBlock.form == Block::Form::Bytes)
-    std::transform(fBlock.texts.begin(), fBlock.texts.end(), fBlock.codes.begin(),
-                   [](char code) { return static_cast<unsigned char>(code); });
   if (fBlock.form == Block::Form::Texts) ReadTexts();
 }
 

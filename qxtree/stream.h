@@ -32,6 +32,22 @@ class Stream {
   void Read(void* data, std::size_t bytes);
   void Close();
 
+  // Writes numbers as another type, which they fit into.
+  template <class To, class From>
+  void WriteAs(const From* numbers, std::size_t count) {
+    std::vector<To> converted(count);
+    std::transform(numbers, numbers + count, converted.begin(),
+                   [](From number) { return static_cast<To>(number); });
+    Write(converted.data(), count * sizeof(To));
+  }
+  // Reads numbers that were written as the type `From`.
+  template <class From, class To>
+  void ReadAs(To* numbers, std::size_t count) {
+    std::vector<From> read(count);
+    Read(read.data(), count * sizeof(From));
+    std::copy(read.begin(), read.end(), numbers);
+  }
+
  private:
   void Open(std::size_t file, int mode);
 

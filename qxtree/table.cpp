@@ -48,7 +48,6 @@ class TableMaker {
     const Column* const from = fImporter.Get(i);
     column.isIgnored = !from;
     if (from) {
-      column.name = from->Name();
       column.kind = from->GetKind();
       column.isEmpty = from->IsEmpty();
       column.remark = i == fImporter.Weight() ? "weight" : from->WhyLeftOut();
@@ -82,7 +81,7 @@ class TableMaker {
       column.statistics = distinct.Statistics();
     }
     // A histogram of one node has to fit.
-    const std::size_t bytes = (column.CountBins() + 1) * fTable.CountSums() * sizeof(double);
+    const std::size_t bytes = fTable.HistogramBytes(column);
     if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
       column.isInput = false;
       column.isLeftOut = true;
@@ -145,7 +144,6 @@ class TableMaker {
       group.isWide.push_back(column.CountBins() > 0xFF);
     }
     std::vector<std::uint16_t> bins(kBlockRows);
-    std::vector<unsigned char> narrow(kBlockRows);
     for (std::size_t row = 0; row < fTable.rows; row += kBlockRows) {
       Poll();
       const std::size_t rows = std::min(kBlockRows, fTable.rows - row);
@@ -156,14 +154,10 @@ class TableMaker {
                         [&](const double* values, std::size_t count, std::uint16_t* out) {
                           FindBins(column, fGroup[i], values, count, out);
                         });
-        if (group.isWide[i]) {
+        if (group.isWide[i])
           group.codes.Write(bins.data(), rows * sizeof bins[0]);
-          continue;
-        }
-        std::transform(bins.begin(), bins.begin() + static_cast<std::ptrdiff_t>(rows),
-                       narrow.begin(),
-                       [](std::uint16_t bin) { return static_cast<unsigned char>(bin); });
-        group.codes.Write(narrow.data(), rows);
+        else
+          group.codes.WriteAs<unsigned char>(bins.data(), rows);
       }
     }
     group.codes.Close();
@@ -201,13 +195,10 @@ const Cases& CasesReader::Next() {
   const std::size_t rows = fCases.rows = std::min(kBlockRows, fTable.rows - fRow);
   fRow += rows;
   fCases.weights.resize(rows);
-  if (fTable.hasWeights) {
+  if (fTable.hasWeights)
     fTable.cases.Read(fCases.weights.data(), rows * sizeof(double));
-  } else {
-    fUnits.resize(rows);
-    fTable.cases.Read(fUnits.data(), rows);
-    std::copy(fUnits.begin(), fUnits.end(), fCases.weights.begin());
-  }
+  else
+    fTable.cases.ReadAs<signed char>(fCases.weights.data(), rows);
   if (fTable.isRegression) {
     fCases.targets.resize(rows);
     fTable.cases.Read(fCases.targets.data(), rows * sizeof(double));

@@ -78,6 +78,10 @@ struct Table {
 
   // Numbers that a histogram has for a bin: a class each, or cases, sum and squares.
   std::size_t CountSums() const { return isRegression ? 3 : classes.size(); }
+  // Of one node.
+  std::size_t HistogramBytes(const TableColumn& column) const {
+    return (column.CountBins() + 1) * CountSums() * sizeof(double);
+  }
 };
 
 // Streams the file of the options into the folder. Throws UsageError for a column that is not
@@ -107,7 +111,6 @@ class CasesReader {
   Table& fTable;
   std::size_t fRow = 0;
   Cases fCases;
-  std::vector<signed char> fUnits;  // weights, where each is 1
 };
 
 }  // namespace qxtree

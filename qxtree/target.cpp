@@ -125,27 +125,22 @@ class TargetReader {
       const bool isWeight = std::isfinite(weight) && weight >= 0;
       return isWeight ? std::nearbyint(weight / quantum) * quantum : 0.0;
     };
-    std::vector<std::uint16_t> classes(kBlockRows);
     const auto mark = [this](double value) { return Mark(value); };
     std::vector<double> cases(kBlockRows);
-    std::vector<signed char> units(kBlockRows);
     std::size_t row = 0;
     ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
       for (std::size_t i = 0; i < rows; ++i)
         cases[i] = IsHeldOut(fOptions, row++) ? -weights[i] : weights[i];
       for (std::size_t i = 0; i < rows; ++i)
         if (fTable.isRegression ? !std::isfinite(values[i]) : values[i] == kNoClass) cases[i] = 0;
-      if (fWeights) {
+      if (fWeights)
         fTable.cases.Write(cases.data(), rows * sizeof cases[0]);
-      } else {
-        std::transform(cases.begin(), cases.end(), units.begin(),
-                       [](double unit) { return static_cast<signed char>(unit); });
-        fTable.cases.Write(units.data(), rows);
-      }
-      if (fTable.isRegression) return fTable.cases.Write(values, rows * sizeof *values);
-      std::transform(values, values + rows, classes.begin(),
-                     [](double number) { return static_cast<std::uint16_t>(number); });
-      fTable.cases.Write(classes.data(), rows * sizeof classes[0]);
+      else
+        fTable.cases.WriteAs<signed char>(cases.data(), rows);
+      if (fTable.isRegression)
+        fTable.cases.Write(values, rows * sizeof *values);
+      else
+        fTable.cases.WriteAs<std::uint16_t>(values, rows);
     });
   }
 

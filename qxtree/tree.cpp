@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -44,6 +45,7 @@ class Grower {
  private:
   void PlantRoot() {
     Sums root(fImpurity.Count());
+    bool hasDeviation = false;  // from the center
     fScan.Run({"root"}, [&](const Cases& cases, const std::uint32_t*) {
       for (std::size_t row = 0; row < cases.rows; ++row) {
         const double weight = cases.weights[row];
@@ -52,6 +54,7 @@ class Grower {
           root[0] += weight;
           root[1] += weight * cases.targets[row];
           root[2] += weight * cases.targets[row] * cases.targets[row];
+          hasDeviation = hasDeviation || cases.targets[row] != 0;
         } else {
           root[cases.classes[row]] += weight;
         }
@@ -59,9 +62,10 @@ class Grower {
     });
     if (!(fImpurity.CasesOf(root.data()) > 0))
       throw std::runtime_error("there are no training cases");
-    if (!std::isfinite(fImpurity.Of(root.data())))
-      throw std::runtime_error(
-          fmt::format("target '{}': the numbers are too large", fOptions.target));
+    const bool isLost = hasDeviation && root[2] < std::numeric_limits<double>::min();
+    if (isLost || !std::isfinite(fImpurity.Of(root.data())))
+      throw std::runtime_error(fmt::format("target '{}': the numbers {}", fOptions.target,
+                                           isLost ? "differ too little" : "are too large"));
     fLeastGain = fOptions.minGain * fImpurity.Of(root.data());
     AddNode(std::move(root));
   }
@@ -86,7 +90,7 @@ class Grower {
   }
 
   bool HasOpen() const {
-    return std::any_of(fNodes.begin() + static_cast<std::ptrdiff_t>(fFirst), fNodes.end(),
+    return std::any_of(fNodes.data() + fFirst, fNodes.data() + fNodes.size(),
                        [](const GrownNode& node) { return node.isOpen; });
   }
 
@@ -125,18 +129,16 @@ class Grower {
   // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
   // Where not even one fits for all nodes, these are counted in turns.
   std::size_t CountTurn(CodeGroup& group, std::size_t first, const std::vector<std::size_t>& open) {
-    std::size_t end = first + 1, bytes = Counts::BytesOf(fTable, group.columns[first]);
+    std::size_t end = first, bytes = 0;
     for (; end < group.columns.size(); ++end) {
-      const std::size_t more = Counts::BytesOf(fTable, group.columns[end]);
-      if ((bytes + more) * open.size() > fMemory) break;
+      const std::size_t more = fTable.HistogramBytes(fTable.columns[group.columns[end]]);
+      if (end > first && (bytes + more) * open.size() > fMemory) break;
       bytes += more;
     }
     const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
     for (std::size_t start = 0; start < open.size(); start += nodes)
-      CountNodes(
-          group, first, end,
-          {open.begin() + static_cast<std::ptrdiff_t>(start),
-           open.begin() + static_cast<std::ptrdiff_t>(std::min(start + nodes, open.size()))});
+      CountNodes(group, first, end,
+                 {open.data() + start, open.data() + std::min(start + nodes, open.size())});
     return end;
   }
 

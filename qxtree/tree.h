@@ -28,7 +28,7 @@ struct Growth {
 //
 // `settings` name the folder for temporary files. Throws Interrupted and what streams throw. Throws
 // std::runtime_error when there are no training cases, and when the nodes do not fit into the
-// memory.
+// memory. It does so, too, when squares of the target's deviations overflow or vanish.
 Growth GrowTree(Table& table, const Options& options,
                 const Arbex_800::EnvironmentSettings& settings);
 
