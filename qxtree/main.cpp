@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <ostream>
 
 #include "qxtree/modelfile.h"
 #include "qxtree/options.h"
@@ -66,9 +67,9 @@ void Train(const Options& options) {
     report = Report(table, growth);
     picture = Picture(table, growth.model);
     warnings = Warnings(table);
+    if (!options.model.empty()) WriteModel(growth.model, options.model);
     effort =
         fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
-    if (!options.model.empty()) WriteModel(growth.model, options.model);
   } catch (const qxg_800::QxUtilsException& error) {
     std::error_code unknown;
     const bool isFull = fs::space(folder.Settings().GetTempDirectory(), unknown).available < kFull;
@@ -77,7 +78,7 @@ void Train(const Options& options) {
                                          error.what(), options.temp));
   }
   folder.Remove();
-  if (!options.dot.empty()) WriteFile(options.dot, picture);
+  if (!options.dot.empty()) WriteFile(options.dot, [&](std::ostream& file) { file << picture; });
   ClearProgress();
   for (const std::string& warning : warnings) Complain(ToLocale(warning), 0);
   WriteTo(stdout, ToLocale(report));

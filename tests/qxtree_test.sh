@@ -192,6 +192,8 @@ table x 300 'line(i)} function line(i,  j, cells) {
   cells = i % 2; for (j = 1; j < 2000; j++) cells = cells "," int(1e6 * rand()); return cells' | sed "1s/.*/t$(for i in {1..1999}; do printf ',c%d' "$i"; done)/" >wide.csv
 limit='-n 64' within 32 --input wide.csv
 table c,t 120000 '"category " i % 60000 ",class " i % 41 % 40' >texts.csv; within 128 --input texts.csv --min-cases 1 --depth 1
+table c,t 26000 'sprintf("%0300d,%d", i, i % 2)' | tr 0 '\001' >escaped.csv # which JSON writes in six bytes
+within 64 --input escaped.csv --model escaped
 table a,b,c,t 50000 'int(1e6 * rand()) "," int(1e3 * rand()) "," int(1e2 * rand()) "," int(2 * rand())' >noise.csv
 within 96 --input noise.csv --depth 30 --min-cases 1; mv out noise
 within 1024 --input noise.csv --depth 30 --min-cases 1; agree out noise "noise"
