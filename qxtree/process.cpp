@@ -30,12 +30,13 @@ volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
 
 extern "C" void Mark(int signal) { caught = signal; }
 
-// A signal that is ignored stays so.
-void Catch(int signal) {
+// A signal that is ignored stays so, and so does one that a sanitizer handles.
+void Catch(int signal, int flags = 0) {
   struct sigaction action {};
-  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
   action = {};
   action.sa_handler = Mark;  // without SA_RESTART: a read that waits ends
+  action.sa_flags = flags;
   sigaction(signal, &action, nullptr);
 }
 
@@ -97,6 +98,9 @@ void CatchSignals() {
   for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2,
                            SIGPOLL, SIGPROF, SIGVTALRM, SIGXCPU, SIGSTKFLT, SIGPWR})
     Catch(signal);
+  // A fault of the program's own comes again after the mark, and ends it at once.
+  for (const int signal : {SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS})
+    Catch(signal, static_cast<int>(SA_RESETHAND));
   for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) Catch(signal);
 }
 
