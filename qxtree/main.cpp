@@ -55,7 +55,8 @@ void CheckOutput(const char* setting, const std::string& path, const std::string
 void Train(const Options& options) {
   CheckOutput("dot", options.dot, options.input);
   CheckOutput("model", options.model, options.input);
-  if (!options.dot.empty() && options.dot == options.model)
+  const auto place = [](const fs::path& path) { return fs::weakly_canonical(fs::absolute(path)); };
+  if (!options.dot.empty() && !options.model.empty() && place(options.dot) == place(options.model))
     throw UsageError("dot: this is the model");
   TempFolder folder(options.temp);
   std::string report, picture, effort;
