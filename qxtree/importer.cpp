@@ -91,7 +91,7 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);
     const auto utf8 = ToUtf8(names[i]);
-    if (utf8) fNames[i] = *utf8;
+    fNames[i] = utf8 ? *utf8 : ShownCell(names[i]);  // the latter for one that is ignored
     if (fViewOf[i] < 0) continue;
     if (!utf8)
       throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", names[i]));

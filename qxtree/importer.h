@@ -28,7 +28,7 @@ class Importer : public CsvSink {
   std::size_t CountColumns() const { return fColumns.size(); }
   std::size_t Target() const { return fTarget; }
   std::size_t Weight() const { return fWeight; }  // kNone: there is none
-  // In UTF-8, where it can be converted.
+  // In UTF-8, with bytes like \xE9 when it can't be converted.
   const std::string& Name(std::size_t column) const { return fNames[column]; }
   // Null for a column that is ignored.
   Column* Get(std::size_t column) { return fColumns[column].get(); }

@@ -370,7 +370,7 @@ TEST(QxTreeStream, HoldsTheCellsOfAColumn) {
                            0,
                            1 + static_cast<std::size_t>(random.Below(seed % 2 ? 5 : 500)),
                            [] { return false; }};
-    Column column("name", std::nullopt, context, 0);
+    Column column(std::nullopt, context, 0);
     std::vector<std::string> cells;
     long decisive = 0, countMissing = 0, countMalformed = 0;
     for (long row = 0; row < rows; ++row) {

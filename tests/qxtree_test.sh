@@ -107,6 +107,8 @@ END
 mv out small; locale=C run 0 "${small[@]}"; agree out small "UTF-8 in the C locale"; printf 'n,t,\xe9\n\xe9,\xe9,\n1,x,\n' >latin.csv
 locale=de_DE.ISO-8859-1 run 0 --input latin.csv --number n --target t --ignore $'\xe9' --holdout 0
 [[ $(grep ^all out) == "all => x (1 of 2)" && $(<out) == *$'\n\xe9 '*ignored* && $(<err) == *$'one \'\xe9\' in line 2'* ]] || fail "Latin-1: $(<out) $(<err)"
+run 0 --input latin.csv --number n --target t --ignore $'\xe9' --holdout 0
+[[ $(<out) == *$'\n\\xE9 '*ignored*"all => x (1 of 1)"* ]] || fail "a name that can't be converted: $(<out)"
 
 # Records with weights give the tree of repeated ones, and heavy ones that of light ones, in the same time and space.
 table w,x,c,t 400 'i % 4 "," int(rand() * 50) "," substr("abcdef", 1 + rand() * 6, 1) "," int(rand() * 3)' >weights.csv
