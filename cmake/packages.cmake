@@ -25,4 +25,16 @@ set(CPACK_DEBIAN_QXTREE_PACKAGE_NAME qxtree)
 set(CPACK_DEBIAN_QXTREE_PACKAGE_SECTION math)
 set(CPACK_DEBIAN_QXTREE_PACKAGE_DEPENDS "libqxutils${QXUTILS_VERSION_MAJOR} (= ${QXUTILS_VERSION})")
 set(CPACK_DEBIAN_QXTREE_DESCRIPTION "Grows decision trees on CSV files larger than memory")
+
+# Every package says its licence; that of qxtree also the licences of what is compiled into it.
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER CPACK_DEBIAN_${component}_PACKAGE_NAME name)
+  set(folder ${CMAKE_INSTALL_DATADIR}/doc/${${name}})
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${folder} RENAME copyright
+    COMPONENT ${component} EXCLUDE_FROM_ALL)
+endforeach()
+foreach(package libcli11-dev libfmt-dev nlohmann-json3-dev)
+  install(FILES /usr/share/doc/${package}/copyright OPTIONAL RENAME copyright-${package}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/qxtree COMPONENT qxtree EXCLUDE_FROM_ALL)
+endforeach()
 include(CPack)

@@ -12,11 +12,11 @@
 /// Stands before the private operations of an exported class.
 #define QXUTILS_LOCAL __attribute__((visibility("hidden")))
 
-/// Stands before a field that only keeps its place. Clang warns of a field that nothing uses, and
-/// GCC 11 of the attribute.
 #ifdef __clang__
 #define QXUTILS_UNUSED [[maybe_unused]]
 #else
+/// Stands before a field that only keeps its place. Clang warns of a field that nothing uses, GCC
+/// 11 of the attribute.
 #define QXUTILS_UNUSED
 #endif
 
