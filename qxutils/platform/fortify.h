@@ -13,8 +13,8 @@
 
 #if defined __OPTIMIZE__ && !defined _FORTIFY_SOURCE && !defined QXUTILS_SANITIZED_BY_COMPILER
 #if __has_builtin(__builtin_dynamic_object_size)
-#define _FORTIFY_SOURCE 3
+#define _FORTIFY_SOURCE 3  // NOLINT(bugprone-reserved-identifier): the C library's
 #else
-#define _FORTIFY_SOURCE 2
+#define _FORTIFY_SOURCE 2  // NOLINT(bugprone-reserved-identifier): the C library's
 #endif
 #endif
