@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the subjects share. A row is one measurement that several competitors, "ours" among them,
 // take on the same data. A benchmark is named row/competitor.
 #ifndef QXUTILS_BENCH_BENCH_H

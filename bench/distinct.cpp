@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The distinct values of a million cases with their total weights, returned in ascending order.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // An almost empty library in C++, the least that loading one costs.
 #include <string>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // How a view set's cost grows with the number of its views.
 #include <array>
 #include <cstdio>

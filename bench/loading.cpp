@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Loads the library into a process that does not have it yet. This is a program of its own, since
 // the other benchmarks are linked with the library.
 #include <benchmark/benchmark.h>

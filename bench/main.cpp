@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs the benchmarks. Options are those of Google Benchmark, and in front of them:
 //   --smoke      small data, where only the results matter
 //   --threaded   what is measured in a process with a second thread, in place of the rest

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Records of doubles read back one by one.
 #include <cstdio>
 #include <memory>

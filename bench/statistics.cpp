@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Running statistics: minimum, maximum, mean and deviation at once.
 #include <gsl/gsl_rstat.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One item of 8 bytes into a view's buffer, without a flush: what every written value costs.
 #include <stdio_ext.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Each subject registers its rows.
 #ifndef QXUTILS_BENCH_SUBJECTS_H
 #define QXUTILS_BENCH_SUBJECTS_H

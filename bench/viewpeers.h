@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What users could write many streams of items with instead of a view set. Each has the functions
 // of ViewSet.
 #ifndef QXUTILS_BENCH_VIEWPEERS_H

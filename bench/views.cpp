@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A view set from start to end. Items go one by one into many streams, until every stream has a
 // file of its own.
 #include "views.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A view set as the subjects write it, and what else they need of files and items.
 #ifndef QXUTILS_BENCH_VIEWS_H
 #define QXUTILS_BENCH_VIEWS_H

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # What makes the project's own binaries harder to attack, and the same wherever and whenever they are built. Each
 # option is used where compiler and linker know it. None is handed on to those who use the library.
 include(CheckCXXCompilerFlag)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # What is installed, in three components: qxutils_runtime, qxutils_development and, where it is built, qxtree.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Packages for Debian, which CPack makes of the three components.
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL qxutils_runtime qxutils_development)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # What a part of the tree needs is found, or the configuration stops and says which of Debian's packages has it, and
 # which option leaves the part out.
 function(qxutils_stop_without what package option)

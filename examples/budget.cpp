@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // How many items the buffers of a view set hold: budget BYTES ITEM-SIZE...
 #include <cstdio>
 #include <exception>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What an engine does when temporary files fail: errors [PARENT]
 #include <cstdio>
 #include <exception>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A storage of an engine's own, for engines to copy and adapt: all temporary data stay in memory.
 //
 //   examples::MemoryStorage prototype;

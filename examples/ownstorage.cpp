@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A view set in a storage of the engine's own. No file is created on disk.
 #include <cstdio>
 #include <exception>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A view set from start to end: two views written in turns, one file each at the end.
 #include <cstdio>
 #include <memory>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // How a run starts that leaves nothing behind for good: it removes what killed runs have left, then
 // works in a folder of its own. sweep [PARENT]
 #include <cstdio>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Threads that share the settings, each with a view set and random numbers of its own.
 #include <cstdio>
 #include <exception>

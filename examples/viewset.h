@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A view set with a writer for each view, for engines to copy and adapt. The tree engine, the
 // tests and the benchmarks use it as it is.
 #ifndef QXUTILS_EXAMPLES_VIEWSET_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A folder for the temporary files of a run, and a sweep that removes those of killed runs.
 //
 // A killed run can't remove its files. So it works in a folder of its own and holds a lock on the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Groups the values of a column into bins of about equal weight.
 #ifndef QXTREE_BINS_H
 #define QXTREE_BINS_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What a cell of a table holds, as text and as a value.
 #ifndef QXTREE_CELLS_H
 #define QXTREE_CELLS_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A column while its cells come in: finds out what it holds, and writes it to a view.
 #ifndef QXTREE_COLUMN_H
 #define QXTREE_COLUMN_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The first principal component of class shares.
 #ifndef QXTREE_COMPONENT_H
 #define QXTREE_COMPONENT_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Reads a CSV file cell by cell.
 #ifndef QXTREE_CSVREADER_H
 #define QXTREE_CSVREADER_H

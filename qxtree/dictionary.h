@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The distinct texts of a column, each with a code.
 #ifndef QXTREE_DICTIONARY_H
 #define QXTREE_DICTIONARY_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Streams a CSV file into one view a column.
 #ifndef QXTREE_IMPORTER_H
 #define QXTREE_IMPORTER_H

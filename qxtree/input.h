@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The bytes of a file as it was before it was compressed.
 #ifndef QXTREE_INPUT_H
 #define QXTREE_INPUT_H

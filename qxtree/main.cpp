@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // qxtree: grows a decision tree on a CSV file that may be larger than memory, and predicts by it.
 #include <fmt/format.h>
 #include <langinfo.h>

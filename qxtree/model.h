@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A grown tree with all that a prediction needs.
 #ifndef QXTREE_MODEL_H
 #define QXTREE_MODEL_H

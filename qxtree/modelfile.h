@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A model as a JSON file, as model.schema.json describes it.
 #ifndef QXTREE_MODELFILE_H
 #define QXTREE_MODELFILE_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Names in messages to the user.
 #ifndef QXTREE_NAMES_H
 #define QXTREE_NAMES_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The nodes of a tree that grows, and the model that they make.
 #ifndef QXTREE_NODES_H
 #define QXTREE_NODES_H

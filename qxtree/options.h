@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The settings of a run, from the command line and a configuration file.
 #ifndef QXTREE_OPTIONS_H
 #define QXTREE_OPTIONS_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Predictions for the rows of a CSV file.
 #ifndef QXTREE_PREDICT_H
 #define QXTREE_PREDICT_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the program has to do with the process around it: signals, progress, the temporary folder.
 #ifndef QXTREE_PROCESS_H
 #define QXTREE_PROCESS_H

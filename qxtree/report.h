@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What is shown of a table and of a tree grown on it. All text is UTF-8.
 #ifndef QXTREE_REPORT_H
 #define QXTREE_REPORT_H

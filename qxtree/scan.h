@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // One pass over a table: moves records to their nodes, counts them, and tests the tree.
 #ifndef QXTREE_SCAN_H
 #define QXTREE_SCAN_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // How well predictions meet the truth.
 #ifndef QXTREE_SCORE_H
 #define QXTREE_SCORE_H

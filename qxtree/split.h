@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The best split of a node by one column.
 #ifndef QXTREE_SPLIT_H
 #define QXTREE_SPLIT_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Streams of bytes on disk: single ones, and the cells of a column in compact form.
 #ifndef QXTREE_STREAM_H
 #define QXTREE_STREAM_H

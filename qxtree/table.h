@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // A table whose cells lie on disk as the numbers of bins, ready to grow a tree on.
 #ifndef QXTREE_TABLE_H
 #define QXTREE_TABLE_H

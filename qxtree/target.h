@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Settles what the target is and which records are cases.
 #ifndef QXTREE_TARGET_H
 #define QXTREE_TARGET_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Grows a tree on a table, level by level.
 #ifndef QXTREE_TREE_H
 #define QXTREE_TREE_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 /// @file
 /// The export macro marks the library's public interface. Everything else stays hidden.
 ///

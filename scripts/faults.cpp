@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What scripts/check-faults drives: a process that uses the library as it is told.
 //
 //   faults LOG FOLDER WORD...

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Makes each system call and each allocation of an operation fail: alone, with all later ones, and
 // with each single later one.
 #include <sys/mman.h>

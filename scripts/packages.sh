@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Sourced by the other scripts: `need GROUP...` installs what is missing of these groups of Debian packages.
 
 declare -A PACKAGES=(
@@ -10,6 +13,7 @@ declare -A PACKAGES=(
   [docs]="doxygen graphviz python3"
   [examples]="libcli11-dev libcsv-dev libfmt-dev libzstd-dev nlohmann-json3-dev zlib1g-dev"
   [pages]="graphviz python3 xz-utils zstd"
+  [licence]="reuse"
   [peers]="python3 python3-pandas python3-sklearn python3-xgboost r-cran-data.table r-cran-rpart"
   [packages]="dpkg-dev"
   [plot]="gnuplot-nox"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What scripts/check-processes and scripts/check-big run, until something is wrong: processes
 // sets|folders FOLDER THREADS SETS BUDGET ITEMS SIZE... waits for the end of its input, then makes
 // sets in FOLDER or in work folders there. The host flushes, and a signal comes all the time.

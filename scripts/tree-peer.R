@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Grows a tree as a peer of qxtree does, by rpart: Rscript tree-peer.R FILE
 # The last column is the target. Prints the processor seconds of the start and the accuracy on 30 % of the
 # rows, which are held out.

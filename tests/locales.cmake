@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Registers a GoogleTest program whose tests run under locales made for them in the build tree,
 # whatever the machine has; further arguments go to gtest_discover_tests.
 function(qxutils_discover_tests_under_locales target)

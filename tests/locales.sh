@@ -1,4 +1,7 @@
 #!/bin/sh
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Makes the locales that the tests run under in the folder $1, which LOCPATH then names; those that
 # it has already stay as they are. Needs localedef and its sources (Debian: libc-bin and locales).
 set -eu

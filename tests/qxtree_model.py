@@ -1,4 +1,7 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+
 """Checks the trees of qxtree by brute force: qxtree_model.py PROGRAM COUNT SEED
 
 PROGRAM grows a tree on each of COUNT small random tables, by the seeds from SEED on. The model file is

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // The parts of the tree engine, against models of them and by random checks.
 #include <gtest/gtest.h>
 #include <sys/resource.h>

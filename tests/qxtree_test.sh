@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: The qxutils authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # Runs qxtree on sample data, made-up tables, and what it must refuse: qxtree_test.sh PROGRAM DATA, with LOCPATH.
 set -u; program=$(realpath "$1") data=$(realpath "$2") schema=$(realpath "$(dirname "$0")/../qxtree/model.schema.json")
 work=$(mktemp -d) && trap 'rm -rf "$work"' EXIT && mkdir "$work/temp" && cd "$work" || exit 1

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Where the system calls and the allocations that are to fail do so.
 #include "support.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What the tests share: failures on demand, a folder that vanishes, an engine's storage.
 #ifndef QXUTILS_TESTS_SUPPORT_H
 #define QXUTILS_TESTS_SUPPORT_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: how the library prints the pairs of a configuration file.
 #ifndef QXUTILS_CONFIG_QXCONFIGFILE_INTERNAL_H
 #define QXUTILS_CONFIG_QXCONFIGFILE_INTERNAL_H

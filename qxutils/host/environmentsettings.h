@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 /// @file
 /// The settings object of the host tree library, as this library uses it.
 ///

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 #include "qxutils/iterators/binfileiterator.h"
 
 #include <cstddef>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: the status numbers of the iterators.
 #ifndef QXUTILS_ITERATORS_ITERATORSTATUS_H
 #define QXUTILS_ITERATORS_ITERATORSTATUS_H

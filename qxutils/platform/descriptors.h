@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: keeps descriptors 0 to 2 from the library's files.
 #ifndef QXUTILS_PLATFORM_DESCRIPTORS_H
 #define QXUTILS_PLATFORM_DESCRIPTORS_H

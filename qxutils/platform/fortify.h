@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: included by the compiler before each source of the library and of qxtree.
 //
 // Has the C library check the sizes of buffers that are given to it. The level that the project

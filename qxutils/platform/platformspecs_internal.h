@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: the library's lock, and making something under a new temporary name.
 #ifndef QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H
 #define QXUTILS_PLATFORM_PLATFORMSPECS_INTERNAL_H

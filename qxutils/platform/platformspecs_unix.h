@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 #ifndef QXUTILS_PLATFORM_PLATFORMSPECS_UNIX_H
 #define QXUTILS_PLATFORM_PLATFORMSPECS_UNIX_H
 

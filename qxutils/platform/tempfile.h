@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: temporary files that are nobody else's.
 #ifndef QXUTILS_PLATFORM_TEMPFILE_H
 #define QXUTILS_PLATFORM_TEMPFILE_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 #ifndef QXUTILS_STORAGE_DEFAULTTEMPFILESTORAGE_H
 #define QXUTILS_STORAGE_DEFAULTTEMPFILESTORAGE_H
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: the value of GetInfinity as a constant.
 #ifndef QXUTILS_TEXT_INFINITYPORT_INTERNAL_H
 #define QXUTILS_TEXT_INFINITYPORT_INTERNAL_H

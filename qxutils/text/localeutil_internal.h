@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: the steps that make the texts of numbers and dates.
 #ifndef QXUTILS_TEXT_LOCALEUTIL_INTERNAL_H
 #define QXUTILS_TEXT_LOCALEUTIL_INTERNAL_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Not installed: the files of a view set.
 #ifndef QXUTILS_VIEWSET_STOREDFILE_H
 #define QXUTILS_VIEWSET_STOREDFILE_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // What holds whatever flags the project around the library and this program are compiled with.
 #ifdef __SSE__
 #include <xmmintrin.h>

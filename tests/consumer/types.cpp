@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Exceptions and casts between the library and a program, which have copies of the same type
 // information.
 #include <cstdio>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Configuration files of any bytes, read by the library and by a plain model of the same rules.
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Fuzz targets: each runs the library on any bytes and expects what an oracle expects.
 #ifndef QXUTILS_TESTS_FUZZ_FUZZ_H
 #define QXUTILS_TESTS_FUZZ_FUZZ_H

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Lets libFuzzer run the target that the environment variable FUZZ_TARGET names.
 #include "fuzz.h"
 

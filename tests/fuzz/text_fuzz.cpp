@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Numbers, dates and text in other code sets, beside the C library under locales of its own.
 #include <locale.h>
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
 // Calls of a view set in any order, wrong ones too, on storages that may fail, beside a model.
 #include <optional>
 
