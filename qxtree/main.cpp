@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <ostream>
 
 #include "qxtree/modelfile.h"
 #include "qxtree/options.h"
@@ -57,7 +58,8 @@ void CheckOutput(const char* setting, const std::string& path, const std::string
 void Train(const Options& options) {
   CheckOutput("dot", options.dot, options.input);
   CheckOutput("model", options.model, options.input);
-  if (!options.dot.empty() && options.dot == options.model)
+  const auto place = [](const fs::path& path) { return fs::weakly_canonical(fs::absolute(path)); };
+  if (!options.dot.empty() && !options.model.empty() && place(options.dot) == place(options.model))
     throw UsageError("dot: this is the model");
   TempFolder folder(options.temp);
   std::string report, picture, effort;
@@ -69,9 +71,9 @@ void Train(const Options& options) {
     report = Report(table, growth);
     picture = Picture(table, growth.model);
     warnings = Warnings(table);
+    if (!options.model.empty()) WriteModel(growth.model, options.model);
     effort =
         fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
-    if (!options.model.empty()) WriteModel(growth.model, options.model);
   } catch (const qxg_800::QxUtilsException& error) {
     std::error_code unknown;
     const bool isFull = fs::space(folder.Settings().GetTempDirectory(), unknown).available < kFull;
@@ -80,7 +82,7 @@ void Train(const Options& options) {
                                          error.what(), options.temp));
   }
   folder.Remove();
-  if (!options.dot.empty()) WriteFile(options.dot, picture);
+  if (!options.dot.empty()) WriteFile(options.dot, [&](std::ostream& file) { file << picture; });
   ClearProgress();
   for (const std::string& warning : warnings) Complain(ToLocale(warning), 0);
   WriteTo(stdout, ToLocale(report));

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <iomanip>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -212,7 +213,9 @@ Model ToModel(const json& file) {
 }  // namespace
 
 void WriteModel(const Model& model, const std::string& path) try {
-  WriteFile(path, ToJson(model).dump(1) + '\n');
+  // Texts may grow sixfold in JSON, so it never stands in memory as a whole.
+  const Out out = ToJson(model);
+  WriteFile(path, [&](std::ostream& file) { file << std::setw(1) << out << '\n'; });
 } catch (const json::exception& error) {
   throw std::runtime_error(fmt::format("cannot write the model: {}", Plain(error)));
 }

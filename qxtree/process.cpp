@@ -16,6 +16,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <ostream>
+#include <streambuf>
 #include <system_error>
 
 namespace qxtree {
@@ -31,12 +33,13 @@ volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
 
 extern "C" void Mark(int signal) { caught = signal; }
 
-// A signal that is ignored stays so.
-void Catch(int signal) {
+// A signal that is ignored stays so, and so does one that a sanitizer handles.
+void Catch(int signal, int flags = 0) {
   struct sigaction action {};
-  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return;
+  if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
   action = {};
   action.sa_handler = Mark;  // without SA_RESTART: a read that waits ends
+  action.sa_flags = flags;
   sigaction(signal, &action, nullptr);
 }
 
@@ -57,11 +60,31 @@ struct {
   Clock::time_point start, last;
 } progress;
 
+using Writer = std::function<void(std::ostream&)>;
+
+// Of an open file: a stream of the standard library can't refuse one that exists.
+class FileBuffer : public std::streambuf {
+ public:
+  explicit FileBuffer(std::FILE* file) : fFile(file) {}
+
+ private:
+  int_type overflow(int_type byte) override { return std::fputc(byte, fFile); }
+  std::streamsize xsputn(const char* text, std::streamsize bytes) override {
+    return static_cast<std::streamsize>(
+        std::fwrite(text, 1, static_cast<std::size_t>(bytes), fFile));
+  }
+
+  std::FILE* const fFile;
+};
+
 // Throws std::system_error.
-void Write(const std::string& path, const char* mode, const std::string& text) {
+void Write(const std::string& path, const char* mode, const Writer& write) {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), mode), std::fclose);
-  const bool isWhole = file && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-  if (!isWhole || std::fclose(file.release()) != 0)
+  if (!file) throw std::system_error(errno, std::generic_category());
+  FileBuffer buffer(file.get());
+  std::ostream stream(&buffer);
+  write(stream);
+  if (!stream || std::fclose(file.release()) != 0)
     throw std::system_error(errno, std::generic_category());
 }
 
@@ -78,6 +101,9 @@ void CatchSignals() {
   for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGUSR2,
                            SIGPOLL, SIGPROF, SIGVTALRM, SIGXCPU, SIGSTKFLT, SIGPWR})
     Catch(signal);
+  // A fault of the program's own comes again after the mark, and ends it at once.
+  for (const int signal : {SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS})
+    Catch(signal, static_cast<int>(SA_RESETHAND));
   for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) Catch(signal);
 }
 
@@ -100,14 +126,15 @@ void WriteTo(std::FILE* stream, std::string_view text) {
                           stream == stdout ? "output" : "error");
 }
 
-void WriteFile(const std::string& path, const std::string& text) try {
+void WriteFile(const std::string& path, const Writer& write) try {
   // A link stays one, and so does a device or a pipe.
-  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(path, "we", text);
+  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(path, "we", write);
   const std::string target = fs::exists(path) ? fs::canonical(path).string() : path;
   const Part part{fmt::format("{}.{}.part", target, getpid())};
-  Write(part.path, "wxe", text);
+  Write(part.path, "wxe", write);
   fs::rename(part.path, target);
 } catch (const std::system_error& error) {
+  Poll();  // it may have ended a wait for the reader of a pipe
   throw fmt::system_error(error.code().value(), "cannot write to '{}'", path);
 }
 

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -35,7 +37,7 @@ void WriteTo(std::FILE* stream, std::string_view text);
 
 // Replaces a file, or makes it. Until all is written, it is another one beside it, and what was
 // there stays. Throws std::system_error.
-void WriteFile(const std::string& path, const std::string& text);
+void WriteFile(const std::string& path, const std::function<void(std::ostream&)>& write);
 
 // Shows on standard error how far a task has come, in place of the last progress. `share` is from 0
 // to 1, or negative when it is not known. Does nothing where that is no terminal, or soon after the

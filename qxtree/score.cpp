@@ -52,7 +52,7 @@ std::string Score::Line(const std::string& what) const {
     return fmt::format("{} {:.4f} ({:.15g} of {:.15g} cases), commonest class {:.4f}\n", start,
                        fCorrect / fCases, fCorrect, fCases, fCommonest / fCases);
   const std::string explained =
-      fSquares > 0 ? fmt::format("{:.4f}", 1 - fErrors / fSquares) : "unknown";
+      std::isfinite(fErrors / fSquares) ? fmt::format("{:.4f}", 1 - fErrors / fSquares) : "unknown";
   return fmt::format("{} {:.6g} (root of the mean square), share explained {} ({:.15g} cases)\n",
                      start, std::sqrt(fErrors / fCases), explained, fCases);
 }

@@ -66,7 +66,7 @@ class Grower {
     if (!(fImpurity.CasesOf(root.data()) > 0))
       throw std::runtime_error("there are no training cases");
     const bool isLost = hasDeviation && root[2] < std::numeric_limits<double>::min();
-    if (isLost || !std::isfinite(fImpurity.Of(root.data())))
+    if (isLost || (fTable.isRegression && !std::isfinite(root[2])))
       throw std::runtime_error(fmt::format("target '{}': the numbers {}", fOptions.target,
                                            isLost ? "differ too little" : "are too large"));
     fLeastGain = fOptions.minGain * fImpurity.Of(root.data());

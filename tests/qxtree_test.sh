@@ -183,8 +183,8 @@ for hostile in hostile.*; do refuse 1 "'$hostile' is no model of qxtree: " predi
 
 # Signals leave nothing, and the next run sweeps what SIGKILL leaves.
 mkfifo pipe; exec 3<>pipe; tries=0
-for signal in INT TERM HUP QUIT USR1 KILL; do
-  TMPDIR=temp env --default-signal=INT,TERM,HUP,QUIT,USR1 "$program" --input pipe --target t >out 2>err & pid=$!
+for signal in INT TERM HUP QUIT USR1 SEGV KILL; do
+  TMPDIR=temp env --default-signal=INT,TERM,HUP,QUIT,USR1,SEGV "$program" --input pipe --target t >out 2>err & pid=$!
   until [[ -n $(ls -A temp) ]] || ((++tries > 6000)); do sleep 0.01; done
   { kill -s $signal $pid; timeout 60 tail --pid $pid -s 0.01 -f /dev/null || kill -s KILL $pid; wait $pid; } 2>/dev/null
   [[ $(kill -l $?) == "$signal" && ! -s out && ! -s err && (-z $(ls -A temp) || $signal == KILL) ]] || fail "$signal: $(<err)"
@@ -195,6 +195,8 @@ table x 300 'line(i)} function line(i,  j, cells) {
   cells = i % 2; for (j = 1; j < 2000; j++) cells = cells "," int(1e6 * rand()); return cells' | sed "1s/.*/t$(for i in {1..1999}; do printf ',c%d' "$i"; done)/" >wide.csv
 limit='-n 64' within 32 --input wide.csv
 table c,t 120000 '"category " i % 60000 ",class " i % 41 % 40' >texts.csv; within 128 --input texts.csv --min-cases 1 --depth 1
+table c,t 26000 'sprintf("%0300d,%d", i, i % 2)' | tr 0 '\001' >escaped.csv # which JSON writes in six bytes
+within 64 --input escaped.csv --model escaped
 table a,b,c,t 50000 'int(1e6 * rand()) "," int(1e3 * rand()) "," int(1e2 * rand()) "," int(2 * rand())' >noise.csv
 within 96 --input noise.csv --depth 30 --min-cases 1; mv out noise
 within 1024 --input noise.csv --depth 30 --min-cases 1; agree out noise "noise"
@@ -216,11 +218,13 @@ done <<'END'
 1|no training cases|--weight=x|x,t\n0,1\n
 1|target 't': all cells are missing||x,t\n1,\n
 1|target 't': the numbers differ too little|--regression --holdout=0|x,t\n1,1e-200\n2,2e-200
+1|target 't': the numbers are too large|--regression --holdout=0|x,t\n1,1e300\n2,2e300\n3,4e300
 1|target 't': a regression needs numbers|--regression|x,t\n1,a\n
 1|cannot use 'nowhere'|--temp=nowhere
 1|cannot read 'nowhere'|--config=nowhere
 1|cannot write to 'no/where'|--model=no/where
 2|dot: this is the input file|--dot=input
+2|dot: this is the model|--dot=./other --model=other
 2|weight: there is no column 'xy'; the nearest is 'x' (x, t)|--weight=xy|x,t\n
 2|ignore: there is no column 'y'|--ignore=y|x,t
 2|classes, regression: not both|--classes --regression
