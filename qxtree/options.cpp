@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -99,7 +100,6 @@ void AddFiles(CLI::App& app, Options& options) {
       "Bytes for all that grows with the data (K, M, G: powers of\n"
       "1024), at least 16M")
       ->transform(CLI::AsSizeValue(false).description(""))
-      ->check(Within(16L << 20, 9000000000000000000))
       ->default_val("256M");
   Add(app, "--dot", options.dot, "FILE", "Write the tree for Graphviz");
   Add(app, "--model", options.model, "FILE", "Write the tree for predictions");
@@ -160,10 +160,14 @@ void TakeKeys(CLI::App& app, const std::string& path) {
       names.push_back(name);
   const bool hasTask = app.count("--classes") + app.count("--regression") > 0;
   const std::vector<std::string> keys = ReadKeys(path);
-  for (std::size_t i = 0; i < keys.size(); ++i)
-    if (!Has(names, keys[i]))
+  for (auto key = keys.begin(); key != keys.end(); ++key) {
+    const auto line = key - keys.begin() + 1;
+    if (!Has(names, *key))
       throw UsageError(fmt::format("'{}', line {}: unknown key '{}'; the nearest is '{}'", path,
-                                   i + 1, keys[i], Nearest(keys[i], names)));
+                                   line, *key, Nearest(*key, names)));
+    if (std::find(keys.begin(), key, *key) != key)
+      throw UsageError(fmt::format("'{}', line {}: key {} again", path, line, *key));
+  }
   tree_800::QxConfigFile file(path);
   for (const std::string& name : names) {
     CLI::Option& option = *app.get_option("--" + name);
@@ -181,6 +185,7 @@ void Check(Options& options) {
   }
   if (options.input.empty()) throw UsageError("input: name the file (--help shows the flags)");
   if (options.target.empty()) throw UsageError("target: name the column to explain");
+  if (options.memory < (16L << 20)) throw UsageError("memory: less than 16M");
   if (!(options.minCases > 0)) throw UsageError("min-cases: not above 0");
   if (!(options.minGain >= 0)) throw UsageError("min-gain: not a number");
   if (!(options.holdout < 1)) throw UsageError("holdout: not below 1");

@@ -233,7 +233,8 @@ done <<'END'
 2|'input', key memory: |--config=input|memory=1X
 2|'input', key depth: the value ends in a carriage return|--config=input|depth=5\r\n
 2|holdout: |--config=input|holdout=nan
-2|--memory|--memory=1M
+2|memory: less than 16M|--memory=1M
+2|'input', line 2: key depth again|--config=input|depth=5\ndepth=5
 2|--delimiter|--delimiter=xy
 END
 { echo t,bbb; yes 1,x | head -n 16380; printf 'x\ry,z,w\n'; } >input # y, ends the first block
