@@ -34,7 +34,8 @@ class QXUTILS_EXPORT TempFileStorage {
   virtual ~TempFileStorage();
 
   /// Makes the storage ready under `name` and returns true when it is. `mode` is a value of
-  /// IOBinFile::IOModeFile: 0 reads, any other value writes. [true]
+  /// IOBinFile::IOModeFile: 0 reads, any other value writes. `level` is that of the settings, for
+  /// the class to use as it likes. [true]
   virtual bool Open(const std::string& name, int mode,
                     Arbex_800::EnvironmentSettings::CompressionLevel level);
 
