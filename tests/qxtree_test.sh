@@ -183,8 +183,8 @@ for hostile in hostile.*; do refuse 1 "'$hostile' is no model of qxtree: " predi
 
 # Signals leave nothing, and the next run sweeps what SIGKILL leaves.
 mkfifo pipe; exec 3<>pipe; tries=0
-for signal in INT TERM HUP QUIT USR1 SEGV KILL; do
-  TMPDIR=temp env --default-signal=INT,TERM,HUP,QUIT,USR1,SEGV "$program" --input pipe --target t >out 2>err & pid=$!
+for signal in INT TERM HUP QUIT USR1 SYS KILL; do
+  TMPDIR=temp env --default-signal=INT,TERM,HUP,QUIT,USR1,SYS "$program" --input pipe --target t >out 2>err & pid=$!
   until [[ -n $(ls -A temp) ]] || ((++tries > 6000)); do sleep 0.01; done
   { kill -s $signal $pid; timeout 60 tail --pid $pid -s 0.01 -f /dev/null || kill -s KILL $pid; wait $pid; } 2>/dev/null
   [[ $(kill -l $?) == "$signal" && ! -s out && ! -s err && (-z $(ls -A temp) || $signal == KILL) ]] || fail "$signal: $(<err)"
