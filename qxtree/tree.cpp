@@ -132,10 +132,13 @@ class Grower {
   // Counts for the open nodes as many columns as fit, from this one on, and returns the next one.
   // Where not even one fits for all nodes, these are counted in turns.
   std::size_t CountTurn(CodeGroup& group, std::size_t first, const std::vector<std::size_t>& open) {
-    std::size_t end = first, bytes = 0;
+    const auto bytesOf = [&](std::size_t place) {
+      return fTable.HistogramBytes(fTable.columns[group.columns[place]]);
+    };
+    std::size_t end = first + 1, bytes = bytesOf(first);
     for (; end < group.columns.size(); ++end) {
-      const std::size_t more = fTable.HistogramBytes(fTable.columns[group.columns[end]]);
-      if (end > first && (bytes + more) * open.size() > fMemory) break;
+      const std::size_t more = bytesOf(end);
+      if ((bytes + more) * open.size() > fMemory) break;
       bytes += more;
     }
     const std::size_t nodes = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
