@@ -10,10 +10,15 @@
 #include <cstring>
 #include <utility>
 
+#include "qxutils/numeric/qxstatistics.h"
+
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kMostJoined = Distinct::kMost / 2;
+// A group is heavy above this share of the weight. So there are at most 1,024 of them, and a pass
+// divides each into 64 at least.
+constexpr double kHeavy = 1.0 / 1024;
+constexpr unsigned kKeyBits = 64;
 
 double ValueOf(std::uint64_t key) {
   constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
@@ -23,33 +28,40 @@ double ValueOf(std::uint64_t key) {
   return value;
 }
 
-void AddTo(std::vector<Group>& groups, const Group& next) {
-  if (!groups.empty() && groups.back().greatest >= next.least) {
-    groups.back().greatest = std::max(groups.back().greatest, next.greatest);
-    groups.back().weight += next.weight;
-  } else {
-    groups.push_back(next);
-  }
+// Adds values to the last cell if they belong there, by the bits from `lowest` on, else a new cell.
+template <class Cell>
+void AddTo(std::vector<Cell>& cells, const Cell& next, unsigned lowest) {
+  if (cells.empty() || cells.back().least >> lowest != next.least >> lowest)
+    return cells.push_back(next);
+  Cell& last = cells.back();
+  last.least = std::min(last.least, next.least);
+  last.greatest = std::max(last.greatest, next.greatest);
+  last.weight += next.weight;
+}
+
+// REQUIRES: not 0 (not checked).
+unsigned HighestBit(std::uint64_t bits) {
+  return kKeyBits - 1 - static_cast<unsigned>(__builtin_clzll(bits));
 }
 
 }  // namespace
 
 // By eleven bits at a time, from the lowest ones on: much faster than std::sort.
-void SortByKey(std::vector<KeyedWeight>& cases) {
-  constexpr int kBits = 11, kDigits = 6;
+void SortByKey(std::vector<KeyedWeight>& cases, unsigned lowest) {
+  constexpr unsigned kBits = 11;
   constexpr std::size_t kBuckets = 1 << kBits;
-  std::vector<std::array<std::uint32_t, kBuckets>> starts(kDigits);
-  for (const KeyedWeight& one : cases)
-    for (std::size_t digit = 0; digit < kDigits; ++digit)
-      ++starts[digit][one.key >> (digit * kBits) & (kBuckets - 1)];
+  std::uint64_t differing = 0;
+  for (const KeyedWeight& one : cases) differing |= one.key ^ cases[0].key;
   std::vector<KeyedWeight> sorted(cases.size());
-  for (std::size_t digit = 0; digit < kDigits; ++digit) {
-    std::array<std::uint32_t, kBuckets>& places = starts[digit];
-    if (std::find(places.begin(), places.end(), cases.size()) != places.end()) continue;
-    std::uint32_t start = 0;
-    for (std::uint32_t& count : places) start += std::exchange(count, start);
-    for (const KeyedWeight& one : cases)
-      sorted[places[one.key >> (digit * kBits) & (kBuckets - 1)]++] = one;
+  for (; lowest < kKeyBits && differing >> lowest != 0; lowest += kBits) {
+    const auto bucketOf = [lowest](const KeyedWeight& one) {
+      return one.key >> lowest & (kBuckets - 1);
+    };
+    std::array<std::size_t, kBuckets> places{};
+    for (const KeyedWeight& one : cases) ++places[bucketOf(one)];
+    std::size_t start = 0;
+    for (std::size_t& count : places) start += std::exchange(count, start);
+    for (const KeyedWeight& one : cases) sorted[places[bucketOf(one)]++] = one;
     cases.swap(sorted);
   }
 }
@@ -76,34 +88,69 @@ std::vector<Group> Join(const std::vector<Group>& groups, std::size_t count) {
   return joined;
 }
 
+bool Distinct::IsCoarse(std::uint64_t key) const {
+  const auto isBelow = [](const Cell& cell, std::uint64_t other) { return cell.greatest < other; };
+  const auto at = std::lower_bound(fCoarse.begin(), fCoarse.end(), key, isBelow);
+  return at != fCoarse.end() && at->least <= key;
+}
+
 void Distinct::Merge() {
-  SortByKey(fNew);
-  std::vector<Group> merged;
-  merged.reserve(fGroups.size() + fNew.size());
-  auto group = fGroups.begin();
+  SortByKey(fNew, fLowest);
+  std::vector<Cell> merged;
+  merged.reserve(fCells.size() + fNew.size());
+  auto cell = fCells.begin();
+  const unsigned lowest = fLowest;
   for (const KeyedWeight& one : fNew) {
-    const double value = ValueOf(one.key);
-    for (; group != fGroups.end() && group->least <= value; ++group) AddTo(merged, *group);
-    AddTo(merged, {value, value, one.weight});
+    for (; cell != fCells.end() && cell->least >> lowest <= one.key >> lowest; ++cell)
+      AddTo(merged, *cell, lowest);
+    AddTo(merged, {one.key, one.key, one.weight}, lowest);
   }
-  for (; group != fGroups.end(); ++group) AddTo(merged, *group);
-  fGroups.swap(merged);
+  for (; cell != fCells.end(); ++cell) AddTo(merged, *cell, lowest);
+  fCells.swap(merged);
   fNew.clear();
-  if (fGroups.size() <= kMost) return;
+  if (fCells.size() > kMost) Coarsen();
+}
+
+void Distinct::Coarsen() {
+  if (!fIsMerged)
+    for (const Cell& cell : fCells) fMoments.Add(ValueOf(cell.least), cell.weight);
   fIsMerged = true;
-  fGroups = Join(fGroups, kMostJoined);
+  // A boundary between cells vanishes with the highest bit in which they differ.
+  std::array<std::size_t, kKeyBits> boundaries{};
+  for (std::size_t i = 1; i < fCells.size(); ++i)
+    ++boundaries[HighestBit(fCells[i - 1].least ^ fCells[i].least)];
+  for (std::size_t left = fCells.size(); left > kMost; ++fLowest) left -= boundaries[fLowest];
+  std::vector<Cell> cells;
+  for (const Cell& cell : fCells) AddTo(cells, cell, fLowest);
+  fCells.swap(cells);
 }
 
-const std::vector<Group>& Distinct::Groups() {
+bool Distinct::HasCoarse() {
   Merge();
-  return fGroups;
+  double total = 0;
+  for (const std::vector<Cell>* const cells : {&fCells, &fFine})
+    for (const Cell& cell : *cells) total += cell.weight;
+  fCoarse.clear();
+  for (const Cell& cell : fCells)
+    (cell.least < cell.greatest && cell.weight > kHeavy * total ? fCoarse : fFine).push_back(cell);
+  fCells.clear();
+  fLowest = 0;
+  if (!fCoarse.empty()) return true;
+  const auto isBelow = [](const Cell& a, const Cell& b) { return a.least < b.least; };
+  std::sort(fFine.begin(), fFine.end(), isBelow);
+  for (const Cell& cell : fFine)
+    fGroups.push_back({ValueOf(cell.least), ValueOf(cell.greatest), cell.weight});
+  return false;
 }
 
-const qxg_800::QxStatistics& Distinct::Statistics() {
-  if (fIsMerged) return fInOrder;
-  fAscending = qxg_800::QxStatistics(1 | 2 | 4 | 8);
-  for (const Group& group : Groups()) fAscending.AddValue(group.least, group.weight);
-  return fAscending;
+Summary Distinct::Summarize() const {
+  if (fGroups.empty()) return {};
+  if (fIsMerged)
+    return {fGroups.front().least, fGroups.back().greatest, fMoments.Mean(),
+            std::sqrt(fMoments.Squares() / (fMoments.Weight() - 1))};
+  qxg_800::QxStatistics values(1 | 2 | 4 | 8);
+  for (const Group& group : fGroups) values.AddValue(group.least, group.weight);
+  return {values.GetMinimum(), values.GetMaximum(), values.GetMean(), values.GetStDev()};
 }
 
 Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count) {

@@ -36,16 +36,15 @@ std::string Shown(const std::string& text) {
 std::string Line(const TableColumn& column) {
   if (column.isIgnored)
     return fmt::format(kLine, Shown(column.name), "ignored", "", "", "", "", "");
-  const qxg_800::QxStatistics& values = column.statistics;
+  const Summary& values = column.summary;
   const bool isDate = column.kind == Kind::Date;
   std::string text = column.remark;
   if (column.isInput && column.CountBins() > 0 && column.kind != Kind::Text) {
-    const double mean = values.GetMean(), deviation = values.GetStDev();
-    text = fmt::format(
-        "{} to {}, mean {}, deviation {}", ValueText(column.kind, values.GetMinimum()),
-        ValueText(column.kind, values.GetMaximum()),
-        isDate ? ValueText(column.kind, mean) : Number(mean, "%.6g"),
-        isDate ? Number(deviation / 86400, "%.6g") + " days" : Number(deviation, "%.6g"));
+    text = fmt::format("{} to {}, mean {}, deviation {}", ValueText(column.kind, values.least),
+                       ValueText(column.kind, values.greatest),
+                       isDate ? ValueText(column.kind, values.mean) : Number(values.mean, "%.6g"),
+                       isDate ? Number(values.deviation / 86400, "%.6g") + " days"
+                              : Number(values.deviation, "%.6g"));
   }
   const std::string distinct = !column.isInput   ? ""
                                : column.isMerged ? "merged"

@@ -74,14 +74,15 @@ class TableMaker {
       column.distinct = column.categories.size();
     } else {
       Distinct distinct;
-      AddValues(input.cells, from, distinct);
+      do AddValues(input.cells, from, distinct);
+      while (distinct.HasCoarse());
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
       column.distinct = distinct.Groups().size();
       fTable.binBytes += column.bins.Bytes();
       CheckBins(i + 1);
       column.isMerged = distinct.IsMerged();
-      column.statistics = distinct.Statistics();
+      column.summary = distinct.Summarize();
     }
     // A histogram of one node has to fit.
     const std::size_t bytes = fTable.HistogramBytes(column);
@@ -134,7 +135,7 @@ class TableMaker {
     }
     if (isCoded)
       for (std::size_t code = Block::FirstValue; code < ofCode.size(); ++code)
-        distinct.AddDistinct(reader.Table()[code], ofCode[code]);
+        if (ofCode[code] > 0) distinct.Add(reader.Table()[code], ofCode[code]);
   }
 
   void WriteGroup() {

@@ -16,7 +16,6 @@
 #include "qxtree/options.h"
 #include "qxtree/process.h"
 #include "qxtree/stream.h"
-#include "qxutils/numeric/qxstatistics.h"
 
 namespace qxtree {
 
@@ -37,7 +36,7 @@ struct TableColumn {
   // Of training cases, where it is an input of numbers or dates.
   Bins bins;
   bool isMerged = false;
-  qxg_800::QxStatistics statistics{1 | 2 | 4 | 8};
+  Summary summary;
   // Of texts, in the order of their bytes, until the model takes them.
   std::vector<std::string> categories;
 

@@ -235,25 +235,52 @@ TEST(QxTreeDictionary, IsAMapWithinItsShare) {
   }
 }
 
+// Also checks what is told of them.
+std::vector<Group> GroupsOf(const std::vector<std::pair<double, double>>& cases) {
+  Distinct distinct;
+  do {
+    for (const auto& [value, weight] : cases) distinct.Add(value, weight);
+  } while (distinct.HasCoarse());
+  long double total = 0, mean = 0, squares = 0;
+  for (const auto& [value, weight] : cases) total += weight;
+  for (const auto& [value, weight] : cases) mean += weight * value / total;
+  for (const auto& [value, weight] : cases) squares += weight * (value - mean) * (value - mean);
+  const Summary summary = distinct.Summarize();
+  if (squares < 1e300 && total > 1) {
+    EXPECT_NEAR(summary.mean, static_cast<double>(mean), 1e-9 * std::abs(summary.greatest));
+    EXPECT_NEAR(summary.deviation, static_cast<double>(std::sqrt(squares / (total - 1))),
+                1e-9 * summary.deviation);
+  }
+  return distinct.Groups();
+}
+
 TEST(QxTreeBins, GroupsAreThoseOfAMap) {
   for (unsigned seed = 0; seed < 12; ++seed) {
     Random random(seed);
     const long rows = seed < 8 ? random.Below(3000) : 200000, few = seed % 2 ? 40 : 1000000;
-    Distinct distinct;
     std::map<double, double> model;  // takes -0 for 0
+    std::vector<std::pair<double, double>> cases;
     for (long row = 0; row < rows; ++row) {
       double value = seed % 3 ? random.Number() : static_cast<double>(random.Below(few)) - 20;
-      if (value == 0) value = 0;  // as ParseNumber gives it
-      const double weight = static_cast<double>(1 + random.Below(16)) / 8;
-      distinct.Add(value, weight);
-      model[value] += weight;
+      if (row % 3 == 1) value = 1e9 + static_cast<double>(row) / 1e6;  // many, close together
+      if (value == 0) value = 0;                                       // as ParseNumber gives it
+      cases.emplace_back(value, static_cast<double>(1 + random.Below(16)) / 8);
+      model[value] += cases.back().second;
     }
-    const std::vector<Group> groups = distinct.Groups();
-    EXPECT_EQ(distinct.IsMerged(), model.size() > Distinct::kMost);
-    if (!distinct.IsMerged()) {
-      ASSERT_EQ(groups.size(), model.size());
-    }
-    for (const std::size_t most : {groups.size() + 1, 1UL, 255UL}) {
+    const std::vector<Group> groups = GroupsOf(cases);
+    const double total =
+        std::accumulate(model.begin(), model.end(), 0.0,
+                        [](double sum, const auto& one) { return sum + one.second; });
+    for (const Group& group : groups)
+      ASSERT_TRUE(group.least == group.greatest ||
+                  (model.size() > Distinct::kMost && group.weight < total / 1000));
+    std::shuffle(cases.begin(), cases.end(), random.engine);
+    const std::vector<Group> same = GroupsOf(cases);
+    ASSERT_TRUE(std::equal(
+        groups.begin(), groups.end(), same.begin(), same.end(), [](const Group& a, const Group& b) {
+          return a.least == b.least && a.greatest == b.greatest && a.weight == b.weight;
+        }));
+    for (const std::size_t most : {std::min(groups.size() + 1, 65534UL), 1UL, 255UL}) {
       const std::vector<Group> joined = Join(groups, most);
       ASSERT_EQ(joined.size(), std::min(most, groups.size()));
       const Bins bins = MakeBins(Kind::Number, groups, most);
