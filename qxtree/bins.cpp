@@ -184,4 +184,11 @@ double Quantum(double total) {
   return std::ldexp(1, std::max(exponent - kBits, -1074));
 }
 
+Slicer::Slicer(double total, double count) {
+  constexpr double kRounds = 0x1.8p52;  // the last bit of a sum with it counts units
+  const double quantum = Quantum(2 * total);
+  fFirst = kRounds * quantum;
+  fSecond = kRounds * Quantum(count * quantum);
+}
+
 }  // namespace qxtree

@@ -115,6 +115,23 @@ Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count);
 // A power of two. Weights that are multiples of it add up to `total` without rounding.
 double Quantum(double total);
 
+// Numbers in two parts each, which add up without rounding whatever the order: multiples of a power
+// of two, and the rest as multiples of a smaller one (J. Demmel, H. D. Nguyen, Fast Reproducible
+// Floating-Point Summation, 2013).
+class Slicer {
+ public:
+  Slicer() = default;
+  // For at most `count` numbers, whose magnitudes add up to `total`, below 2^1020.
+  Slicer(double total, double count);
+
+  double First(double number) const { return (number + fFirst) - fFirst; }
+  // Of what First has left.
+  double Second(double rest) const { return (rest + fSecond) - fSecond; }
+
+ private:
+  double fFirst = 0, fSecond = 0;  // to which numbers are added to round them
+};
+
 }  // namespace qxtree
 
 #endif

@@ -42,10 +42,11 @@ class Counts {
     std::uint32_t slot;
     double weight;
   };
-  // Counts cases by the bins of one column of the group.
+  // Counts cases by the bins of one column of the group. `sums` are those of each row of the block,
+  // in regression.
   template <class Bin>
   void Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
-           const Cases& cases);
+           const std::uint16_t* classes, const CaseSums* sums);
 
  private:
   std::size_t fFirst, fEnd, fSums;
@@ -111,6 +112,7 @@ class Scan {
   std::vector<std::size_t> fStarts;   // in fBins
   std::vector<std::uint16_t> fWide;   // of one column of the block
   std::vector<Counts::Case> fChosen;
+  std::vector<CaseSums> fSums;
 };
 
 }  // namespace qxtree

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "qxtree/exactsum.h"
 #include "qxtree/model.h"
 
 namespace qxtree {
@@ -44,9 +45,9 @@ class Score {
 
   const Model& fModel;
   double fCases = 0, fCorrect = 0, fCommonest = 0;
-  std::vector<double> fCells;      // a row for each actual class, the unknown ones last; or empty
-  double fMean = 0, fSquares = 0;  // in regression: of the actual values, and around their mean
-  double fErrors = 0;              // the sum of their squares
+  std::vector<double> fCells;  // a row for each actual class, the unknown ones last; or empty
+  Moments fActual;             // in regression
+  ExactSum fErrors;            // their squares
 };
 
 }  // namespace qxtree

@@ -5,6 +5,7 @@
 #ifndef QXTREE_TABLE_H
 #define QXTREE_TABLE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -63,6 +64,10 @@ struct Cases {
   std::vector<double> targets;         // regression: less the table's center
 };
 
+// What a regression adds up of its cases, without rounding.
+enum : std::size_t { kCases, kSum, kSquares, kSumRest, kSquaresRest, kRegressionSums };
+using CaseSums = std::array<double, kRegressionSums>;
+
 struct Table {
   explicit Table(const Arbex_800::EnvironmentSettings& settings) : cases(settings) {}
 
@@ -71,6 +76,7 @@ struct Table {
   bool isRegression = false;
   std::vector<std::string> classes;
   double center = 0;  // near the mean of the target
+  Slicer sumSlicer, squareSlicer;
   bool hasWeights = false;
   std::size_t rows = 0;
   long withoutTarget = 0, withoutWeight = 0;  // records
@@ -78,8 +84,15 @@ struct Table {
   std::vector<CodeGroup> groups;
   Stream cases;
 
-  // Numbers that a histogram has for a bin: a class each, or cases, sum and squares.
-  std::size_t CountSums() const { return isRegression ? 3 : classes.size(); }
+  // Numbers that a histogram has for a bin: a class each, or the sums of a regression.
+  std::size_t CountSums() const { return isRegression ? kRegressionSums : classes.size(); }
+  // Of a case; `value` is the target less the center.
+  CaseSums SumsOf(double weight, double value) const {
+    const double number = weight * value, square = number * value;
+    const double sum = sumSlicer.First(number), squares = squareSlicer.First(square);
+    return {weight, sum, squares, sumSlicer.Second(number - sum),
+            squareSlicer.Second(square - squares)};
+  }
   // Of one node.
   std::size_t HistogramBytes(const TableColumn& column) const {
     return (column.CountBins() + 1) * CountSums() * sizeof(double);

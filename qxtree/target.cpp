@@ -37,7 +37,8 @@ class TargetReader {
       Fail("a regression needs numbers");
     fAreClasses = fOptions.task != Task::Regression;
     Count();
-    if (!std::isfinite(fTotal)) throw std::runtime_error("the total of cases is not finite");
+    if (!std::isfinite(fTotal.Value()))
+      throw std::runtime_error("the total of cases is not finite");
     Settle();
     Write();
   }
@@ -82,14 +83,18 @@ class TargetReader {
             fTable.withoutTarget += !hasTarget;
             fTable.withoutWeight += !hasWeight;
             if (!hasTarget || !hasWeight) continue;
-            fTotal += weights[i];
-            fSum += weights[i] * values[i];
-            if (!fAreClasses || fColumn.kind == Kind::Text) continue;
+            fTotal.Add(weights[i]);
+            if (fColumn.kind == Kind::Text) continue;
+            if (!fAreClasses) {
+              fSum.AddProduct(weights[i], values[i]);
+              continue;
+            }
             fClasses[values[i]] += weights[i];
             fAreClasses =
                 fClasses.size() <= most && !(IsOpen() && values[i] != std::floor(values[i]));
           }
         });
+    for (const auto& known : fClasses) fSum.AddProduct(known.weight, known.value);
   }
 
   void Settle() {
@@ -101,7 +106,8 @@ class TargetReader {
       fColumn.remark += fAreClasses ? fmt::format(" ({} whole numbers)", fClasses.size())
                                     : " (many values, or fractions)";
     if (fTable.isRegression) {
-      fTable.center = fTotal > 0 ? fSum / fTotal : 0;
+      const double total = fTotal.Value();
+      fTable.center = total > 0 ? fSum.Value() / total : 0;
       if (!std::isfinite(fTable.center)) Fail("the numbers are too large");
     } else if (fColumn.kind == Kind::Text) {
       fCategories = SortCategories(fpSource->Texts());
@@ -123,7 +129,7 @@ class TargetReader {
   }
 
   void Write() {
-    const double quantum = Quantum(fTotal);
+    const double quantum = Quantum(fTotal.Value());
     const auto rounded = [&](double weight) {
       const bool isWeight = std::isfinite(weight) && weight >= 0;
       return isWeight ? std::nearbyint(weight / quantum) * quantum : 0.0;
@@ -140,11 +146,32 @@ class TargetReader {
         fTable.cases.Write(cases.data(), rows * sizeof cases[0]);
       else
         fTable.cases.WriteAs<signed char>(cases.data(), rows);
-      if (fTable.isRegression)
+      if (fTable.isRegression) {
         fTable.cases.Write(values, rows * sizeof *values);
-      else
+        Measure(rows, cases.data(), values);
+      } else {
         fTable.cases.WriteAs<std::uint16_t>(values, rows);
+      }
     });
+    if (fTable.isRegression) SetSlicers();
+  }
+
+  void Measure(std::size_t rows, const double* cases, const double* values) {
+    for (std::size_t i = 0; i < rows; ++i) {
+      if (cases[i] == 0) continue;
+      const double magnitude = std::abs(cases[i] * values[i]);
+      fMagnitudes.Add(magnitude);
+      fSquares.Add(magnitude * std::abs(values[i]));
+    }
+  }
+
+  void SetSlicers() {
+    constexpr double kMost = 0x1p1000;
+    const double magnitudes = fMagnitudes.Value(), squares = fSquares.Value();
+    if (!(magnitudes < kMost && squares < kMost)) Fail("the numbers are too large");
+    const auto rows = static_cast<double>(fTable.rows);
+    fTable.sumSlicer = Slicer(magnitudes, rows);
+    fTable.squareSlicer = Slicer(squares, rows);
   }
 
   const Options& fOptions;
@@ -154,7 +181,8 @@ class TargetReader {
   Stream fTargets;
   std::optional<Stream> fWeights;
   bool fAreClasses = false;
-  double fTotal = 0, fSum = 0;     // cases; times the target
+  ExactSum fTotal, fSum;           // cases; times the target
+  ExactSum fMagnitudes, fSquares;  // of the target less the center
   qxg_800::ValueWeights fClasses;  // of numbers and dates, while they may be classes
   std::vector<double> fValues;     // the same, ascending
   Categories fCategories;          // of texts

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <functional>
 #include <limits>
 #include <set>
 #include <stdexcept>
@@ -54,9 +54,8 @@ class Grower {
         const double weight = cases.weights[row];
         if (!(weight > 0)) continue;
         if (fTable.isRegression) {
-          root[0] += weight;
-          root[1] += weight * cases.targets[row];
-          root[2] += weight * cases.targets[row] * cases.targets[row];
+          const CaseSums sums = fTable.SumsOf(weight, cases.targets[row]);
+          std::transform(root.begin(), root.end(), sums.begin(), root.begin(), std::plus<>());
           hasDeviation = hasDeviation || cases.targets[row] != 0;
         } else {
           root[cases.classes[row]] += weight;
@@ -65,10 +64,9 @@ class Grower {
     });
     if (!(fImpurity.CasesOf(root.data()) > 0))
       throw std::runtime_error("there are no training cases");
-    const bool isLost = hasDeviation && root[2] < std::numeric_limits<double>::min();
-    if (isLost || (fTable.isRegression && !std::isfinite(root[2])))
-      throw std::runtime_error(fmt::format("target '{}': the numbers {}", fOptions.target,
-                                           isLost ? "differ too little" : "are too large"));
+    if (hasDeviation && root[kSquares] < std::numeric_limits<double>::min())
+      throw std::runtime_error(
+          fmt::format("target '{}': the numbers differ too little", fOptions.target));
     fLeastGain = fOptions.minGain * fImpurity.Of(root.data());
     AddNode(std::move(root));
   }

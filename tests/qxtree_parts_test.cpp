@@ -496,7 +496,7 @@ TEST(QxTreeSplit, IsTheBestAndTheModelDoesTheSame) {
       const auto a = static_cast<double>(isEmpty ? 0 : 1 + random.Below(30));
       const auto b = static_cast<double>(isEmpty ? 0 : random.Below(30));
       cells.insert(cells.end(), {a, b});
-      if (table.isRegression) cells.push_back(b * b / std::max(a, 1.0) + b);
+      if (table.isRegression) cells.insert(cells.end(), {b * b / std::max(a, 1.0) + b, 0, 0});
     }
     const Impurity impurity(table);
     Candidate best;
