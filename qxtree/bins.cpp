@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "qxutils/numeric/qxstatistics.h"
@@ -112,8 +113,7 @@ void Distinct::Merge() {
 }
 
 void Distinct::Coarsen() {
-  if (!fIsMerged)
-    for (const Cell& cell : fCells) fMoments.Add(ValueOf(cell.least), cell.weight);
+  fMoments = FindMoments();
   fIsMerged = true;
   // A boundary between cells vanishes with the highest bit in which they differ.
   std::array<std::size_t, kKeyBits> boundaries{};
@@ -125,8 +125,31 @@ void Distinct::Coarsen() {
   fCells.swap(cells);
 }
 
+// Of all values so far.
+Moments Distinct::FindMoments() const {
+  Moments moments = fMoments;
+  for (std::size_t i = 0; !fIsMerged && i < fCells.size(); ++i)
+    moments.Add(ValueOf(fCells[i].least), fCells[i].weight);
+  return moments;
+}
+
+void Distinct::Add(const Distinct& other) {
+  if (fCoarse.empty() && (fIsMerged || other.fIsMerged)) {
+    fMoments = FindMoments();
+    fMoments.Add(other.FindMoments());
+    fIsMerged = true;
+  }
+  fLowest = std::max(fLowest, other.fLowest);
+  std::vector<Cell> both, cells;
+  std::merge(fCells.begin(), fCells.end(), other.fCells.begin(), other.fCells.end(),
+             std::back_inserter(both),
+             [](const Cell& a, const Cell& b) { return a.least < b.least; });
+  for (const Cell& cell : both) AddTo(cells, cell, fLowest);
+  fCells.swap(cells);
+  if (fCells.size() > kMost) Coarsen();
+}
+
 bool Distinct::HasCoarse() {
-  Merge();
   double total = 0;
   for (const std::vector<Cell>* const cells : {&fCells, &fFine})
     for (const Cell& cell : *cells) total += cell.weight;

@@ -46,8 +46,10 @@ struct Summary {
 // Gathers the distinct values of numbers or dates with their weights, in bounded memory. Weights
 // have to add up without rounding (see Quantum). So the order of the values does not matter:
 //
-//     do AddAll(distinct);  // all values
-//     while (distinct.HasCoarse());
+//     do {
+//       ... // adds all values
+//       distinct.EndPass();
+//     } while (distinct.HasCoarse());
 //
 // Where there are more values than kMost, neighbours become a group: those that are equal without
 // the last bits. There are as many bits as lead to kMost groups. A heavy group is divided in turn,
@@ -64,6 +66,15 @@ class Distinct {
     one.weight = weight;
     if (fIsMerged && fCoarse.empty()) fMoments.Add(value, weight);
     if (fNew.size() == kMost) Merge();
+  }
+
+  // To be called after the last value of a pass.
+  void EndPass() { Merge(); }
+  // Takes what another one has of the same pass. Both have ended it.
+  void Add(const Distinct& other);
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.fCells), visit(self.fLowest), visit(self.fIsMerged), visit(self.fMoments);
   }
 
   // Whether heavy groups are left. Then add all values again.
@@ -84,6 +95,7 @@ class Distinct {
   bool IsCoarse(std::uint64_t key) const;
   void Merge();
   void Coarsen();
+  Moments FindMoments() const;
 
   std::vector<KeyedWeight> fNew;
   std::vector<Cell> fCells;   // of this pass, ascending

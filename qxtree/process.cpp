@@ -57,8 +57,11 @@ std::string Duration(double seconds) {
 struct {
   bool isShown = isatty(STDERR_FILENO) == 1;
   std::string task;  // empty: none is shown
+  int number = 0;    // of the task
   Clock::time_point start, last;
 } progress;
+
+Watcher* watcher = nullptr;
 
 using Writer = std::function<void(std::ostream&)>;
 
@@ -115,7 +118,10 @@ void EndBySignal() {
 
 void Poll() {
   if (caught != 0) throw Interrupted();
+  if (watcher) watcher->Watch();
 }
+
+void SetWatcher(Watcher* other) { watcher = other; }
 
 void WriteTo(std::FILE* stream, std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0)
@@ -144,12 +150,16 @@ void ShowProgress(const char* task, double share) {
   if (isNew) progress.start = Clock::now();
   if (!isNew && SecondsSince(progress.last) < kShowSeconds) return;
   progress.task = task;
+  progress.number += isNew;
   progress.last = Clock::now();
+  Progress slowest{progress.number, share, {}};
+  progress.task.copy(slowest.task, sizeof slowest.task - 1);
+  if (watcher && !watcher->Slowest(slowest)) return;
   const double seconds = SecondsSince(progress.start);
-  std::string text = task;
-  if (share >= 0) text += fmt::format(" {:.0f}%", std::floor(100 * share));
-  if (share > 0 && seconds > kLeastTold)
-    text += ", " + Duration(seconds / share - seconds) + " left";
+  std::string text = slowest.task;
+  if (slowest.share >= 0) text += fmt::format(" {:.0f}%", std::floor(100 * slowest.share));
+  if (slowest.share > 0 && seconds > kLeastTold)
+    text += ", " + Duration(seconds / slowest.share - seconds) + " left";
   std::fprintf(stderr, "\r\033[K%s", text.c_str());
 }
 
@@ -158,7 +168,13 @@ void ClearProgress() {
   progress.task.clear();
 }
 
-void StopProgress() { progress.isShown = false; }
+bool IsProgressShown() { return progress.isShown; }
+void SetProgressShown(bool isShown) { progress.isShown = isShown; }
+
+void Complain(const std::string& text) {
+  ClearProgress();
+  std::fprintf(stderr, "qxtree: %s\n", OneLine(text).c_str());
+}
 
 long PeakMemory() {
   // Unlike getrusage this does not count the program that started this one.

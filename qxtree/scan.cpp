@@ -33,6 +33,11 @@ Histogram Counts::Of(std::size_t column, std::size_t slot) const {
   return {fCells.data() + fStarts[column - fFirst] + slot * bins * fSums, bins};
 }
 
+std::size_t Counts::SizeOf(std::size_t column) const {
+  const std::size_t next = column + 1 - fFirst;
+  return (next < fStarts.size() ? fStarts[next] : fCells.size()) - fStarts[next - 1];
+}
+
 template <class Bin>
 void Counts::Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
                  const std::uint16_t* classes, const CaseSums* sums) {

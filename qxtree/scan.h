@@ -33,6 +33,8 @@ class Counts {
          std::size_t slots);
 
   Histogram Of(std::size_t column, std::size_t slot) const;  // by place in the group
+  std::vector<double>& Cells() { return fCells; }            // column after column
+  std::size_t SizeOf(std::size_t column) const;              // in Cells()
   std::size_t First() const { return fFirst; }
   std::size_t End() const { return fEnd; }
 

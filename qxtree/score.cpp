@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "qxtree/process.h"
 
@@ -38,6 +40,15 @@ void Score::AddNumber(double actual, double predicted, double cases) {
   fErrors.Add(cases * (actual - predicted) * (actual - predicted));
   fActual.Add(actual, cases);
   fCases += cases;
+}
+
+void Score::Add(const Score& other) {
+  fCases += other.fCases;
+  fCorrect += other.fCorrect;
+  fCommonest += other.fCommonest;
+  std::transform(fCells.begin(), fCells.end(), other.fCells.begin(), fCells.begin(), std::plus<>());
+  fActual.Add(other.fActual);
+  fErrors.Add(other.fErrors);
 }
 
 std::string Score::Line(const std::string& what) const {

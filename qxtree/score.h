@@ -26,6 +26,14 @@ class Score {
   // In regression.
   void AddNumber(double actual, double predicted, double cases);
 
+  // Takes those of another process.
+  void Add(const Score& other);
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.fCases), visit(self.fCorrect), visit(self.fCommonest), visit(self.fCells);
+    visit(self.fActual), visit(self.fErrors);
+  }
+
   // "held-out accuracy 0.85 (85 of 100 cases), commonest class 0.5" for `what` "held-out". The
   // commonest class is that of the model's root. In regression the root of the mean square of the
   // error, and the share of the squares around the mean that is explained.

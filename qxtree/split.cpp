@@ -14,8 +14,6 @@
 namespace qxtree {
 namespace {
 
-constexpr double kEqual = 1e-13;  // relative difference of gains that counts as none
-
 // One column's search for the best split of one node.
 class Search {
  public:
@@ -45,8 +43,7 @@ class Search {
     fBound = fImpurity.LeastGain(fAll.data());
   }
 
-  void Run(std::size_t number, Candidate& best) {
-    fBest = best.gain;
+  Candidate Run(std::size_t number) {
     const bool hasClasses = fIsText && !fImpurity.IsRegression() && fImpurity.Count() > 2;
     std::vector<double> levels;
     std::vector<const double*> sums;
@@ -58,7 +55,9 @@ class Search {
     TryCuts();
     if (hasClasses) TryEachAlone();
     if (fHasOther && !fKnown.empty()) Try(fKnownSums, fOther, false, Way::Present, 0);
-    if (fFound) Take(number, best);
+    Candidate best;
+    if (fBest > 0) Take(number, best);
+    return best;
   }
 
  private:
@@ -121,9 +120,8 @@ class Search {
     if (fImpurity.CasesOf(left.data()) < fMinCases || fImpurity.CasesOf(right.data()) < fMinCases)
       return;
     const double gain = fImpurity.Gain(left.data(), right.data());
-    if (!(gain > fBound && gain > fBest * (1 + kEqual))) return;
+    if (!(gain > fBound && IsBetter(gain, fBest))) return;
     fBest = gain;
-    fFound = true;
     fOtherLeft = otherLeft;
     fWay = way;
     fPlace = place;
@@ -170,7 +168,7 @@ class Search {
   bool fHasOther = false;
   std::vector<std::size_t> fKnown;  // bins with cases, in the order in which they are cut
   double fBound = 0, fBest = 0;
-  bool fFound = false, fOtherLeft = false;
+  bool fOtherLeft = false;
   Way fWay = Way::Cut;
   std::size_t fPlace = 0;
 };
@@ -208,9 +206,9 @@ bool Candidate::GoesLeft(std::size_t bin, std::size_t missing) const {
   return std::binary_search(apart.begin(), apart.end(), bin) != missingLeft;
 }
 
-void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
-                  const Impurity& impurity, double minCases, Candidate& best) {
-  Search(histogram, column, impurity, minCases).Run(number, best);
+Candidate FindSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
+                    const Impurity& impurity, double minCases) {
+  return Search(histogram, column, impurity, minCases).Run(number);
 }
 
 }  // namespace qxtree

@@ -60,6 +60,11 @@ struct Candidate {
   std::vector<std::uint16_t> apart;  // categories that don't go with the missing, ascending
   Sums children[2];                  // left and right
 
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.gain), visit(self.column), visit(self.form), visit(self.missingLeft);
+    visit(self.cut), visit(self.apart), visit(self.children[0]), visit(self.children[1]);
+  }
   bool GoesLeft(std::size_t bin, std::size_t missing) const;
 };
 
@@ -69,7 +74,10 @@ struct Histogram {
   std::size_t bins;     // with that of missing cells
 };
 
-// Replaces `best` when this column has a better split of the node.
+// Whether a gain is greater than another one, by more than rounding may bring about.
+inline bool IsBetter(double gain, double than) { return gain > than * (1 + 1e-13); }
+
+// The best split of the node by this column.
 //
 // Values are cut between bins. Categories with fewer than `minCases` go with the missing. The
 // others are ordered and cut:
@@ -81,8 +89,8 @@ struct Histogram {
 //
 // What is missing is tried on either side (Chen, Guestrin, "XGBoost: A Scalable Tree Boosting
 // System", 2016), and on its own. Of equal gains the first one is taken.
-void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
-                  const Impurity& impurity, double minCases, Candidate& best);
+Candidate FindSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
+                    const Impurity& impurity, double minCases);
 
 }  // namespace qxtree
 

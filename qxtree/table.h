@@ -15,23 +15,18 @@
 #include "qxtree/cells.h"
 #include "qxtree/column.h"
 #include "qxtree/options.h"
+#include "qxtree/peers.h"
 #include "qxtree/process.h"
 #include "qxtree/stream.h"
 
 namespace qxtree {
 
 // A column of the file.
-struct TableColumn {
+struct TableColumn : ColumnFacts {
   std::string name;
-  Kind kind = Kind::Number;
-  bool isIgnored = false;           // it is not read
-  bool isEmpty = false;             // no cell but missing ones
-  bool isInput = false;             // may explain the target
-  bool isLeftOut = false;           // though it is not ignored
-  std::string remark;               // why it may not, or what the target is taken as
-  long missing = 0, malformed = 0;  // cells
-  std::string firstMalformed;       // by ShownCell
-  long lineOfMalformed = 0;
+  bool isIgnored = false;  // it is not read
+  bool isInput = false;    // may explain the target
+  std::string remark;      // what else it is
 
   std::size_t distinct = 0;  // categories, or values of training cases
   // Of training cases, where it is an input of numbers or dates.
@@ -78,7 +73,8 @@ struct Table {
   double center = 0;  // near the mean of the target
   Slicer sumSlicer, squareSlicer;
   bool hasWeights = false;
-  std::size_t rows = 0;
+  std::size_t rows = 0;                       // of this process
+  std::size_t records = 0;                    // of all processes, as all else that is told
   long withoutTarget = 0, withoutWeight = 0;  // records
   std::size_t binBytes = 0;                   // of all columns
   std::vector<CodeGroup> groups;
@@ -99,10 +95,10 @@ struct Table {
   }
 };
 
-// Streams the file of the options into the folder. Throws UsageError for a column that is not
-// there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
+// Streams this process's part of the input into the folder. Throws UsageError for a column that is
+// not there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
 // suffice, a column's name can't be converted, and for a target that does not fit the task.
-Table ReadTable(const Options& options, TempFolder& folder);
+Table ReadTable(const Options& options, TempFolder& folder, Peers& peers);
 
 // Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G.
 // L. Steele, D. Lea, C. H. Flood, Fast Splittable Pseudorandom Number Generators, 2014).

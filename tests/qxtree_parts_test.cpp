@@ -240,6 +240,7 @@ std::vector<Group> GroupsOf(const std::vector<std::pair<double, double>>& cases)
   Distinct distinct;
   do {
     for (const auto& [value, weight] : cases) distinct.Add(value, weight);
+    distinct.EndPass();
   } while (distinct.HasCoarse());
   long double total = 0, mean = 0, squares = 0;
   for (const auto& [value, weight] : cases) total += weight;
@@ -399,6 +400,7 @@ TEST(QxTreeStream, HoldsTheCellsOfAColumn) {
                            share,
                            0,
                            1 + static_cast<std::size_t>(random.Below(seed % 2 ? 5 : 500)),
+                           "",
                            [] { return false; }};
     Column column(std::nullopt, context, 0);
     std::vector<std::string> cells;
@@ -426,14 +428,14 @@ TEST(QxTreeStream, HoldsTheCellsOfAColumn) {
     column.Finish();
     views->Close(0);
     files.push_back(views->TakeFile(0));
-    ASSERT_EQ(column.WhyLeftOut(), "");
-    EXPECT_EQ(column.CountMissing(), countMissing);
-    EXPECT_EQ(column.CountMalformed(), countMalformed);
-    const bool isText = column.GetKind() == Kind::Text;
+    ASSERT_EQ(column.Facts().whyLeftOut, "");
+    EXPECT_EQ(column.Facts().missing, countMissing);
+    EXPECT_EQ(column.Facts().malformed, countMalformed);
+    const bool isText = column.Facts().kind == Kind::Text;
     EXPECT_TRUE(isText || share.used == 0);
     Stream stream(std::move(files), folder.Settings());
     for (int pass = 0; pass < 2; ++pass) {
-      ColumnReader reader(stream, column.GetKind(), &column.Texts());
+      ColumnReader reader(stream, column.Facts().kind, &column.Texts());
       std::map<std::string, double> codes;
       for (std::size_t row = 0; row < cells.size();) {
         const ColumnReader::Cells some = reader.Next(1 + random.Below(cells.size() - row));
@@ -499,8 +501,7 @@ TEST(QxTreeSplit, IsTheBestAndTheModelDoesTheSame) {
       if (table.isRegression) cells.insert(cells.end(), {b * b / std::max(a, 1.0) + b, 0, 0});
     }
     const Impurity impurity(table);
-    Candidate best;
-    ImproveSplit({cells.data(), known + 1}, column, 0, impurity, 1, best);
+    const Candidate best = FindSplit({cells.data(), known + 1}, column, 0, impurity, 1);
     const auto sums = [&](unsigned long sides, bool isLeft) {  // a bit for each bin on the left
       Sums total(count);
       for (std::size_t bin = 0; bin <= known; ++bin)
@@ -582,7 +583,7 @@ TEST(QxTreeCsv, BlocksMayEndAnywhere) {
       Recorder sink;
       std::string outcome;
       try {
-        ReadCsv(path, ',', sink);
+        ReadCsv({{{path}}, {}}, ',', sink);
         outcome = sink.text;
       } catch (const std::runtime_error& error) {
         outcome = error.what();
