@@ -82,18 +82,18 @@ date 0 5|2012-02-29*999;1582-10-14T23:59:59;2013-02-29;1582-10-13;2012-1-1;2012-
 empty 2 0|NA;
 END
 
-# A byte order mark, line ends of two kinds, texts that are not in the locale's code set, a weight below 0.
+# A byte order mark, line ends of two kinds, texts that are not in the locale's code set, weights that do not count.
 printf '\xef\xbb\xbf"n, 1",when,text,w,t\r\n1e1,2012-02-29,"x ""y""",2,b\r\n\r\n,2013-02-28,caf\xe9,1.5,a
-z,, caf\xc3\xa9 ,2,a\n20,2012-01-01T23:59:59,,-1,a\n7,2012-11-01,caf\xc3\xa9,1,a\n9,,x,1,
+z,, caf\xc3\xa9 ,2,a\n20,2012-01-01T23:59:59,,-1,a\n7,2012-11-01,caf\xc3\xa9,1,a\n9,,x,two,
 8,1582-10-14 00:00:01,x,0.5,a' >small.csv
 small=(--input small.csv --target t --weight w --min-cases 1 --holdout 0 --number "n, 1")
-run 0 "${small[@]}"; { sed 1d out; head -n 2 err; } | diff - <(cat <<'END'
+run 0 "${small[@]}"; { sed 1d out; head -n 3 err; } | diff - <(cat <<'END'
 n, 1             number         1         1        3     3  7 to 10, mean 8.85714, deviation 1.60357
 when             date           2         0        4     4  14-OCT-1582 00:00:01 to 28-FEB-2013 00:00:00, mean 29-AUG-1969 00:00:00, deviation 52660.8 days
 text             text           1         1        3     3  
-w                number         0         0                 weight
+w                number         0         1                 weight
 t                text           1         0                 target, as classes
-records 7, without target 1, without weight 1; cases for training 7
+records 7, without target 1, without weight 2; cases for training 7
 
 all: a (5 of 7)
   n, 1 <= 9 or missing => a (5 of 5)
@@ -105,6 +105,7 @@ gain by column
 held-out accuracy unknown (no held-out cases)
 qxtree: column 'n, 1': 1 of 7 cells are no numbers, the first one 'z' in line 5; they are taken as missing (--text takes the column as texts, --missing tells which texts are meant to be)
 qxtree: column 'text': 1 of 7 cells are not in the locale's code set, the first one 'caf\xE9' in line 4; they are taken as missing (set LC_ALL to the file's locale)
+qxtree: column 'w': 1 of 7 cells are no numbers, the first one 'two' in line 8; they are taken as missing (their records are not used, --missing tells which texts are meant to be)
 END
 ) || fail "small: wrong output"
 mv out small; locale=C run 0 "${small[@]}"; agree out small "UTF-8 in the C locale"; printf 'n,t,\xe9\n\xe9,\xe9,\n1,x,\n' >latin.csv
