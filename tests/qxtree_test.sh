@@ -231,6 +231,7 @@ done <<'END'
 2|classes, regression: not both|--classes --regression
 2|'input', line 2: unknown key 'dept'; the nearest is 'depth'|--config=input|seed=1\ndept=5
 2|'input', line 1: not KEY=VALUE|--config=input|# depth\ndepth=5
+2|'input', line 2: key depth has no value|--config=input|seed=1\ndepth=\nbins=9
 2|'input', key memory: |--config=input|memory=1X
 2|'input', key depth: the value ends in a carriage return|--config=input|depth=5\r\n
 2|holdout: |--config=input|holdout=nan
