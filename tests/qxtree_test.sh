@@ -244,6 +244,7 @@ refuse 1 "line 16382: 1 cells, not 2" --input input --target t
 { printf 't\n"'; yes x | head -n 600000; } >input && refuse 1 "a cell of more than 1 MiB" --input input --target t
 refuse 1 "memory: 2000 columns need at least 32M" --input wide.csv --target t --memory 16M
 refuse 1 "cannot open 'nowhere': No such file or directory" predict --model nowhere --input input
+refuse 1 "cannot read 'sub': Is a directory" predict --model sub --input input
 limit='-f 8' refuse 1 "(temporary files under 'temp')" --input noise.csv --target t
 out=/dev/full refuse 1 "cannot write to standard output: No space left on device" "${sample[@]}"
 refuse 1 "cannot write to '/dev/full': No space left on device" "${sample[@]}" --model /dev/full
