@@ -248,4 +248,6 @@ refuse 1 "cannot read 'sub': Is a directory" predict --model sub --input input
 limit='-f 8' refuse 1 "(temporary files under 'temp')" --input noise.csv --target t
 out=/dev/full refuse 1 "cannot write to standard output: No space left on device" "${sample[@]}"
 refuse 1 "cannot write to '/dev/full': No space left on device" "${sample[@]}" --model /dev/full
+(echo other >"again.$BASHPID.part"; TMPDIR=temp exec "$program" "${sample[@]}" --model again) >out 2>err
+[[ $? == 1 && $(cat again.*.part) == other ]] || fail "a part of another: $(<err)"
 exit "$failed"
