@@ -59,6 +59,10 @@ mv out predicted; awk -F , '{ print $7 ",x," $6 "," $5 "," $4 "," $3 "," $2 "," 
 run 0 predict --model model --input other; agree out predicted "other columns"
 sed '1s/min/mix/' "$data" >other; refuse 1 "there is no column 'temp_min'; the nearest is 'temp_mix' (location, date," predict --model model --input other
 table x,t 200 'i % 2 "," i % 2' >xt.csv; run 0 --input xt.csv --target t --model xt
+{ cat xt.csv && printf '1,%b\n' "$(printf '\\xce\\xa9\\xc3\\xa9%.0s' {1..9})"; } >omega.csv # a class of which Latin-1 has every other character
+run 0 --input omega.csv --target t --model omega --holdout 0
+locale=de_DE.ISO-8859-1 run 0 predict --model omega --input xt.csv; tr '\351' e <err >latin
+[[ $(head -n 1 latin) == *" 1 ?e?e?e?e?e "*recall && $(tail -n 1 latin) == "accuracy 1.0000 "* ]] || fail "characters that the code set lacks: $(<err)"
 { echo "$(seq -s , 100000),x" && row=$(printf '%0100000d' 0 | tr 0 ,) && for i in {1..100}; do echo "$row$((i % 2))"; done; } >in
 in=in limit=$bound run 0 predict --model xt --input -
 [[ $(sort out | uniq -c | tr -s ' \n' ' ') == " 50 0,1 50 1,1 1 prediction,probability " ]] || fail "long rows: $(<err)"
