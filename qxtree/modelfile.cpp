@@ -232,7 +232,8 @@ Model ReadModel(const std::string& path) {
   } catch (const std::exception& error) {
     Poll();  // as above
     if (std::ferror(file.get()) != 0) throw fmt::system_error(errno, "cannot read '{}'", path);
-    throw std::runtime_error(fmt::format("'{}' is no model of qxtree: {}", path, Plain(error)));
+    throw std::runtime_error(
+        fmt::format("'{}' is no model of qxtree: {}", path, ToLocale(Plain(error))));
   }
 }
 

@@ -214,7 +214,7 @@ while IFS='|' read -r status text arguments input; do
 done <<'END'
 1|line 1: no header
 1|'input': no rows after the header||x,t\n
-1|two columns have the same name 'a'||a,t,a
+1|two columns have the same name 'eééééééééééééééééééé...'||eéééééééééééééééééééé,t,eéééééééééééééééééééé
 1|line 3: more than 2 cells||x,t\n1,2\n1,2,
 1|line 3: 1 cells, not 2||x,t\n1,2\n1
 1|line 3: a quotation mark is not closed||x,t\n1,2\n"1,2\n1,2\n
