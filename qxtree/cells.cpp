@@ -117,8 +117,7 @@ inline std::size_t TakeDigits(std::string_view& text, std::uint64_t& number) {
   return before - text.size();
 }
 
-// Whether a number that is out of range is too near to 0, and not too large. std::from_chars does
-// not tell.
+// Whether a number out of range is too near to 0, not too large: std::from_chars does not tell.
 bool IsTiny(std::string_view number) {
   std::istringstream stream{std::string(number)};
   stream.imbue(std::locale::classic());
@@ -187,14 +186,21 @@ std::optional<double> ParseDate(std::string_view cell) {
 // A conversion may end early silently, and two texts would become one. The way back shows it.
 std::optional<std::string> ToUtf8(std::string_view cell) {
   const std::string text(cell);
-  std::string utf8 = xmlu_800::MbToUTF8(text);
-  if (ToLocale(utf8) != text) return std::nullopt;
+  std::string utf8 = xmlu_800::MbToUTF8(text), back;
+  xmlu_800::UTF8ToMb(utf8, back);
+  if (back != text) return std::nullopt;
   return utf8;
 }
 
 std::string ToLocale(const std::string& text) {
-  std::string local;
-  xmlu_800::UTF8ToMb(text, local);
+  std::string whole, local, character;
+  xmlu_800::UTF8ToMb(text, whole);
+  if (xmlu_800::MbToUTF8(whole) == text) return whole;
+  for (std::size_t start = 0, end = 1; start < text.size(); start = end++) {
+    while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
+    xmlu_800::UTF8ToMb(text.substr(start, end - start), character);
+    local += character.empty() ? "?" : character;
+  }
   return local;
 }
 
@@ -206,9 +212,8 @@ std::string ShownCell(std::string_view cell) {
       return isWhole ? *utf8 : *utf8 + "...";
   std::string text;
   for (const char byte : cell.substr(0, kMostShown))
-    text += (byte & 0x80) == 0
-                ? std::string(1, byte)
-                : fmt::format("\\x{:02X}", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    text += (byte & 0x80) == 0 ? std::string(1, byte)
+                               : fmt::format("\\x{:02X}", static_cast<unsigned char>(byte));
   return isWhole ? text : text + "...";
 }
 

@@ -35,7 +35,7 @@ inline std::optional<double> ParseCell(Kind kind, std::string_view cell) {
 // The cell in UTF-8. Nothing when it can't be converted whole from the locale's code set.
 std::optional<std::string> ToUtf8(std::string_view cell);
 
-// A text in UTF-8 in the locale's code set. A character that it lacks ends the text there.
+// A text in UTF-8 in the locale's code set, with a question mark for each character that it lacks.
 std::string ToLocale(const std::string& text);
 
 // The start of a cell in UTF-8 for messages, with bytes like \xE9 when it can't be converted.

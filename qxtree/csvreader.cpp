@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "qxtree/cells.h"
 #include "qxtree/input.h"
 #include "qxtree/process.h"
 
@@ -138,7 +139,7 @@ class Parser {
     std::sort(sorted.begin(), sorted.end());
     const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
     if (twice != sorted.end())
-      Fail(fmt::format("two columns have the same name '{}'", twice->substr(0, 40)));
+      Fail(fmt::format("two columns have the same name '{}'", ToLocale(ShownCell(*twice))));
     fColumns = fHeader.size();
     if (fNames.empty()) {
       fNames.swap(fHeader);

@@ -100,7 +100,8 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
     fNames[i] = utf8 ? *utf8 : ShownCell(names[i]);  // the latter for one that is ignored
     if (fViewOf[i] < 0) continue;
     if (!utf8)
-      throw std::runtime_error(fmt::format("column '{}': not in the locale's code set", names[i]));
+      throw std::runtime_error(
+          fmt::format("column '{}': not in the locale's code set", ToLocale(fNames[i])));
     std::optional<Kind> kind = fKinds.empty() ? std::nullopt : fKinds[i];
     if (Has(fOptions.texts, names[i])) kind = Kind::Text;
     if (Has(fOptions.numbers, names[i]) || i == fWeight) kind = Kind::Number;

@@ -223,13 +223,17 @@ void WriteModel(const Model& model, const std::string& path) try {
 Model ReadModel(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
                                                              std::fclose);
+  Poll();  // a signal ends the wait for the writer of a pipe
   if (!file) throw fmt::system_error(errno, "cannot open '{}'", path);
   try {
     return ToModel(json::parse(file.get()));
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {
-    throw std::runtime_error(fmt::format("'{}' is no model of qxtree: {}", path, Plain(error)));
+    Poll();  // as above
+    if (std::ferror(file.get()) != 0) throw fmt::system_error(errno, "cannot read '{}'", path);
+    throw std::runtime_error(
+        fmt::format("'{}' is no model of qxtree: {}", path, ToLocale(Plain(error))));
   }
 }
 

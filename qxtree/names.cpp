@@ -9,12 +9,13 @@
 #include <cstddef>
 #include <numeric>
 
+#include "qxtree/cells.h"
+
 namespace qxtree {
 namespace {
 
 constexpr std::size_t kMostCompared = 64;  // bytes
 constexpr std::size_t kMostListed = 20;
-constexpr std::size_t kMostShown = 40;  // bytes
 
 // By V. I. Levenshtein (1966), row by row.
 std::size_t Distance(const std::string& from, const std::string& to) {
@@ -31,9 +32,7 @@ std::size_t Distance(const std::string& from, const std::string& to) {
   return row.back();
 }
 
-std::string Shown(const std::string& name) {
-  return name.size() <= kMostShown ? name : name.substr(0, kMostShown) + "...";
-}
+std::string Shown(const std::string& name) { return ToLocale(ShownCell(name)); }
 
 std::string Listed(const std::vector<std::string>& names) {
   std::string text;

@@ -132,6 +132,9 @@ std::vector<std::string> ReadKeys(const std::string& path) {
     if (isEnd) break;
     keys.push_back(key);
     std::getline(file, value);
+    // The reader gives an empty text for a key that is not there, too.
+    if (value.empty())
+      throw UsageError(fmt::format("'{}', line {}: key {} has no value", path, keys.size(), key));
   }
   return keys;
 }

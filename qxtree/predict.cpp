@@ -159,9 +159,8 @@ class Predictor : public CsvSink {
     const std::size_t commonest = node.Commonest();
     const auto text = Local(fModel.classes[commonest]);
     if (!text)
-      throw std::runtime_error(
-          fmt::format("a class is not in the locale's code set: it begins with '{}'",
-                      ToLocale(fModel.classes[commonest])));
+      throw std::runtime_error(fmt::format("class '{}': not in the locale's code set",
+                                           ToLocale(fModel.classes[commonest])));
     return fmt::format("{},{}\n", Quoted(*text),
                        ValueText(Kind::Number, node.classes[commonest] / node.cases));
   }

@@ -19,6 +19,7 @@
 #include <ostream>
 #include <streambuf>
 #include <system_error>
+#include <utility>
 
 namespace qxtree {
 namespace {
@@ -64,6 +65,7 @@ struct {
 Watcher* watcher = nullptr;
 
 using Writer = std::function<void(std::ostream&)>;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 // Of an open file: a stream of the standard library can't refuse one that exists.
 class FileBuffer : public std::streambuf {
@@ -81,9 +83,14 @@ class FileBuffer : public std::streambuf {
 };
 
 // Throws std::system_error.
-void Write(const std::string& path, const char* mode, const Writer& write) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), mode), std::fclose);
+File Open(const std::string& path, const char* mode) {
+  File file(std::fopen(path.c_str(), mode), std::fclose);
   if (!file) throw std::system_error(errno, std::generic_category());
+  return file;
+}
+
+// Throws std::system_error.
+void Write(File file, const Writer& write) {
   FileBuffer buffer(file.get());
   std::ostream stream(&buffer);
   write(stream);
@@ -91,9 +98,10 @@ void Write(const std::string& path, const char* mode, const Writer& write) {
     throw std::system_error(errno, std::generic_category());
 }
 
-// Removes a file at the end unless it has got another name.
+// A new file, never another's. Removes it at the end unless it has got another name.
 struct Part {
   const std::string path;
+  File file = Open(path, "wxe");
   ~Part() { std::remove(path.c_str()); }
 };
 
@@ -134,10 +142,10 @@ void WriteTo(std::FILE* stream, std::string_view text) {
 
 void WriteFile(const std::string& path, const Writer& write) try {
   // A link stays one, and so does a device or a pipe.
-  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(path, "we", write);
+  if (fs::exists(path) && !fs::is_regular_file(path)) return Write(Open(path, "we"), write);
   const std::string target = fs::exists(path) ? fs::canonical(path).string() : path;
-  const Part part{fmt::format("{}.{}.part", target, getpid())};
-  Write(part.path, "wxe", write);
+  Part part{fmt::format("{}.{}.part", target, getpid())};
+  Write(std::move(part.file), write);
   fs::rename(part.path, target);
 } catch (const std::system_error& error) {
   Poll();  // it may have ended a wait for the reader of a pipe

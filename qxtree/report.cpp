@@ -164,7 +164,9 @@ std::vector<std::string> Warnings(const Table& table) {
                                       : "are no dates",
         column.firstMalformed, column.placeOfMalformed,
         isText ? "set LC_ALL to the file's locale"
-               : "--text takes the column as texts, --missing tells which texts are meant to be"));
+        : column.remark == "weight"
+            ? "their records are not used, --missing tells which texts are meant to be"
+            : "--text takes the column as texts, --missing tells which texts are meant to be"));
   }
   return warnings;
 }

@@ -41,7 +41,8 @@ class Score {
 
   // The cases by actual and predicted class, in UTF-8. Beside them stands the share of each class
   // that is found (recall), below them the share of its predictions that are right (precision).
-  // Empty in regression, without cases, and with more than 20 classes.
+  // Names are cut after 16 characters, and after 10 at the top. Empty in regression, without cases,
+  // and with more than 20 classes.
   std::string Table() const;
 
  private:

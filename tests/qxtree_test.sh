@@ -59,6 +59,10 @@ mv out predicted; awk -F , '{ print $7 ",x," $6 "," $5 "," $4 "," $3 "," $2 "," 
 run 0 predict --model model --input other; agree out predicted "other columns"
 sed '1s/min/mix/' "$data" >other; refuse 1 "there is no column 'temp_min'; the nearest is 'temp_mix' (location, date," predict --model model --input other
 table x,t 200 'i % 2 "," i % 2' >xt.csv; run 0 --input xt.csv --target t --model xt
+{ cat xt.csv && printf '1,%b\n' "$(printf '\\xce\\xa9\\xc3\\xa9%.0s' {1..9})"; } >omega.csv # a class of which Latin-1 has every other character
+run 0 --input omega.csv --target t --model omega --holdout 0
+locale=de_DE.ISO-8859-1 run 0 predict --model omega --input xt.csv; tr '\351' e <err >latin
+[[ $(head -n 1 latin) == *" 1 ?e?e?e?e?e "*recall && $(tail -n 1 latin) == "accuracy 1.0000 "* ]] || fail "characters that the code set lacks: $(<err)"
 { echo "$(seq -s , 100000),x" && row=$(printf '%0100000d' 0 | tr 0 ,) && for i in {1..100}; do echo "$row$((i % 2))"; done; } >in
 in=in limit=$bound run 0 predict --model xt --input -
 [[ $(sort out | uniq -c | tr -s ' \n' ' ') == " 50 0,1 50 1,1 1 prediction,probability " ]] || fail "long rows: $(<err)"
@@ -82,18 +86,18 @@ date 0 5|2012-02-29*999;1582-10-14T23:59:59;2013-02-29;1582-10-13;2012-1-1;2012-
 empty 2 0|NA;
 END
 
-# A byte order mark, line ends of two kinds, texts that are not in the locale's code set, a weight below 0.
+# A byte order mark, line ends of two kinds, texts that are not in the locale's code set, weights that do not count.
 printf '\xef\xbb\xbf"n, 1",when,text,w,t\r\n1e1,2012-02-29,"x ""y""",2,b\r\n\r\n,2013-02-28,caf\xe9,1.5,a
-z,, caf\xc3\xa9 ,2,a\n20,2012-01-01T23:59:59,,-1,a\n7,2012-11-01,caf\xc3\xa9,1,a\n9,,x,1,
+z,, caf\xc3\xa9 ,2,a\n20,2012-01-01T23:59:59,,-1,a\n7,2012-11-01,caf\xc3\xa9,1,a\n9,,x,two,
 8,1582-10-14 00:00:01,x,0.5,a' >small.csv
 small=(--input small.csv --target t --weight w --min-cases 1 --holdout 0 --number "n, 1")
-run 0 "${small[@]}"; { sed 1d out; head -n 2 err; } | diff - <(cat <<'END'
+run 0 "${small[@]}"; { sed 1d out; head -n 3 err; } | diff - <(cat <<'END'
 n, 1             number         1         1        3     3  7 to 10, mean 8.85714, deviation 1.60357
 when             date           2         0        4     4  14-OCT-1582 00:00:01 to 28-FEB-2013 00:00:00, mean 29-AUG-1969 00:00:00, deviation 52660.8 days
 text             text           1         1        3     3  
-w                number         0         0                 weight
+w                number         0         1                 weight
 t                text           1         0                 target, as classes
-records 7, without target 1, without weight 1; cases for training 7
+records 7, without target 1, without weight 2; cases for training 7
 
 all: a (5 of 7)
   n, 1 <= 9 or missing => a (5 of 5)
@@ -105,6 +109,7 @@ gain by column
 held-out accuracy unknown (no held-out cases)
 qxtree: column 'n, 1': 1 of 7 cells are no numbers, the first one 'z' in line 5; they are taken as missing (--text takes the column as texts, --missing tells which texts are meant to be)
 qxtree: column 'text': 1 of 7 cells are not in the locale's code set, the first one 'caf\xE9' in line 4; they are taken as missing (set LC_ALL to the file's locale)
+qxtree: column 'w': 1 of 7 cells are no numbers, the first one 'two' in line 8; they are taken as missing (their records are not used, --missing tells which texts are meant to be)
 END
 ) || fail "small: wrong output"
 mv out small; locale=C run 0 "${small[@]}"; agree out small "UTF-8 in the C locale"; printf 'n,t,\xe9\n\xe9,\xe9,\n1,x,\n' >latin.csv
@@ -209,7 +214,7 @@ while IFS='|' read -r status text arguments input; do
 done <<'END'
 1|line 1: no header
 1|'input': no rows after the header||x,t\n
-1|two columns have the same name 'a'||a,t,a
+1|two columns have the same name 'eééééééééééééééééééé...'||eéééééééééééééééééééé,t,eéééééééééééééééééééé
 1|line 3: more than 2 cells||x,t\n1,2\n1,2,
 1|line 3: 1 cells, not 2||x,t\n1,2\n1
 1|line 3: a quotation mark is not closed||x,t\n1,2\n"1,2\n1,2\n
@@ -230,6 +235,7 @@ done <<'END'
 2|classes, regression: not both|--classes --regression
 2|'input', line 2: unknown key 'dept'; the nearest is 'depth'|--config=input|seed=1\ndept=5
 2|'input', line 1: not KEY=VALUE|--config=input|# depth\ndepth=5
+2|'input', line 2: key depth has no value|--config=input|seed=1\ndepth=\nbins=9
 2|'input', key memory: |--config=input|memory=1X
 2|'input', key depth: the value ends in a carriage return|--config=input|depth=5\r\n
 2|holdout: |--config=input|holdout=nan
@@ -242,7 +248,10 @@ refuse 1 "line 16382: 1 cells, not 2" --input input --target t
 { printf 't\n"'; yes x | head -n 600000; } >input && refuse 1 "a cell of more than 1 MiB" --input input --target t
 refuse 1 "memory: 2000 columns need at least 32M" --input wide.csv --target t --memory 16M
 refuse 1 "cannot open 'nowhere': No such file or directory" predict --model nowhere --input input
+refuse 1 "cannot read 'sub': Is a directory" predict --model sub --input input
 limit='-f 8' refuse 1 "(temporary files under 'temp')" --input noise.csv --target t
 out=/dev/full refuse 1 "cannot write to standard output: No space left on device" "${sample[@]}"
 refuse 1 "cannot write to '/dev/full': No space left on device" "${sample[@]}" --model /dev/full
+(echo other >"again.$BASHPID.part"; TMPDIR=temp exec "$program" "${sample[@]}" --model again) >out 2>err
+[[ $? == 1 && $(cat again.*.part) == other ]] || fail "a part of another: $(<err)"
 exit "$failed"
