@@ -265,6 +265,7 @@ std::unique_ptr<Peers> MeetByMpi() {
   const char* const count = std::getenv("OMPI_COMM_WORLD_SIZE");
   const bool isAlone = count ? std::strcmp(count, "1") == 0 : !std::getenv("PMIX_RANK");
   if (isAlone) return nullptr;
+  if (count) CatchEndOfJob();
   MPI_Init(nullptr, nullptr);
   return std::make_unique<MpiPeers>();
 }

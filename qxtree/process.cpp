@@ -34,6 +34,10 @@ volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
 
 extern "C" void Mark(int signal) { caught = signal; }
 
+extern "C" void MarkEndOfJob(int /*signal*/, siginfo_t* info, void* /*context*/) {
+  if (info->si_pid == getppid()) caught = SIGTERM;
+}
+
 // A signal that is ignored stays so, and so does one that a sanitizer handles.
 void Catch(int signal, int flags = 0) {
   struct sigaction action {};
@@ -116,6 +120,13 @@ void CatchSignals() {
   for (const int signal : {SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS})
     Catch(signal, static_cast<int>(SA_RESETHAND));
   for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) Catch(signal);
+}
+
+void CatchEndOfJob() {
+  struct sigaction action {};
+  action.sa_sigaction = MarkEndOfJob;
+  action.sa_flags = SA_SIGINFO;
+  sigaction(SIGCONT, &action, nullptr);
 }
 
 void EndBySignal() {

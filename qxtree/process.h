@@ -25,6 +25,10 @@ struct Interrupted {};
 // it is ignored.
 void CatchSignals();
 
+// Takes a SIGCONT of the parent for a SIGTERM, too. The daemon of Open MPI 4 sends it a second
+// before that, and SIGKILL at once after.
+void CatchEndOfJob();
+
 // Ends the process by the signal that left the mark; returns when there is none.
 void EndBySignal();
 
