@@ -127,9 +127,9 @@ Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count);
 // A power of two. Weights that are multiples of it add up to `total` without rounding.
 double Quantum(double total);
 
-// Numbers in two parts each, which add up without rounding whatever the order: multiples of a power
-// of two, and the rest as multiples of a smaller one (J. Demmel, H. D. Nguyen, Fast Reproducible
-// Floating-Point Summation, 2013).
+// Numbers in two parts each, which add up without rounding, whatever the order. The first part is a
+// multiple of a power of two, the second one that of a smaller one (J. Demmel, H. D. Nguyen, Fast
+// Reproducible Floating-Point Summation, 2013).
 class Slicer {
  public:
   Slicer() = default;

@@ -29,7 +29,6 @@ void ExactSum::Add(const ExactSum& other) {
 
 double ExactSum::Value() const {
   if (fNotFinite != 0) return fNotFinite;
-  constexpr int kUnit = -1075;
   ExactSum sum = *this;
   sum.Carry();
   const bool isNegative = sum.fLimbs.back() < 0;
@@ -40,7 +39,7 @@ double ExactSum::Value() const {
   double value = 0;
   for (std::size_t i = sum.fLimbs.size(); i-- > 0;)
     value += std::ldexp(static_cast<double>(sum.fLimbs[i]),
-                        static_cast<int>(kLimbBits) * static_cast<int>(i) + kUnit);
+                        static_cast<int>(kLimbBits * i) - static_cast<int>(2 * kUnit));
   return isNegative ? -value : value;
 }
 

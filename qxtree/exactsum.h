@@ -18,23 +18,24 @@ namespace qxtree {
 class ExactSum {
  public:
   void Add(double value) {
-    constexpr std::uint64_t kFraction = (std::uint64_t{1} << 52) - 1;
-    constexpr unsigned kGreatest = 0x7FF;
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    const auto exponent = static_cast<unsigned>(bits >> 52) & kGreatest;
-    if (exponent == kGreatest) {
+    if (!std::isfinite(value)) {
       fNotFinite += value;
       return;
     }
-    // What is denormal has the exponent 1, without the bit before the fraction.
-    const std::uint64_t digits = (bits & kFraction) | (exponent > 0 ? kFraction + 1 : 0);
-    const unsigned place = exponent > 0 ? exponent : 1, shift = place % kLimbBits;
-    const auto low = static_cast<std::int64_t>((digits & (kLimb >> shift)) << shift);
-    const auto high = static_cast<std::int64_t>(digits >> (kLimbBits - shift));
-    const std::int64_t sign = (bits >> 63) != 0 ? -1 : 1;
-    fLimbs[place / kLimbBits] += sign * low;
-    fLimbs[place / kLimbBits + 1] += sign * high;
+    const Parts parts(value);
+    AddDigits(parts.digits, kUnit + parts.place, parts.isNegative);
+    if (++fAdded == kMostAdded) Carry();
+  }
+
+  // REQUIRES: it is finite (not checked).
+  void AddSquare(double value) {
+    constexpr unsigned kHalf = 27;
+    const Parts parts(value);
+    const std::uint64_t high = parts.digits >> kHalf;
+    const std::uint64_t low = parts.digits & ((std::uint64_t{1} << kHalf) - 1);
+    AddDigits(low * low, 2 * parts.place, false);
+    AddDigits(high * low, 2 * parts.place + kHalf + 1, false);
+    AddDigits(high * high, 2 * parts.place + 2 * kHalf, false);
     if (++fAdded == kMostAdded) Carry();
   }
 
@@ -56,12 +57,40 @@ class ExactSum {
  private:
   static constexpr unsigned kLimbBits = 32;
   static constexpr std::uint64_t kLimb = (std::uint64_t{1} << kLimbBits) - 1;
-  static constexpr int kMostAdded = 1 << 10;  // limbs have as many to spare
+  static constexpr int kMostAdded = 1 << 8;  // limbs have more to spare
+  static constexpr unsigned kUnit = 1075;    // a double is digits times 2 to the place less this
 
+  struct Parts {
+    explicit Parts(double value) {
+      constexpr unsigned kFractionBits = 52, kGreatest = 0x7FF;
+      constexpr std::uint64_t kOne = std::uint64_t{1} << kFractionBits;
+      std::uint64_t bits = 0;
+      std::memcpy(&bits, &value, sizeof bits);
+      place = static_cast<unsigned>(bits >> kFractionBits) & kGreatest;
+      // What is denormal has the next place, without the bit before the fraction.
+      digits = (bits & (kOne - 1)) | (place > 0 ? kOne : 0);
+      place += place == 0;
+      isNegative = bits >> 63 != 0;
+    }
+    std::uint64_t digits;
+    unsigned place;
+    bool isNegative;
+  };
+
+  // At most 55 digits, the lowest one at `place`.
+  void AddDigits(std::uint64_t digits, unsigned place, bool isNegative) {
+    const unsigned shift = place % kLimbBits;
+    const auto low = static_cast<std::int64_t>((digits & (kLimb >> shift)) << shift);
+    const auto high = static_cast<std::int64_t>(digits >> (kLimbBits - shift));
+    std::int64_t* const limb = &fLimbs[place / kLimbBits];
+    limb[0] += isNegative ? -low : low;
+    limb[1] += isNegative ? -high : high;
+  }
   void Carry();
 
-  // The first one counts units of 2^-1075. More than those of doubles leave room for carries.
-  std::array<std::int64_t, 68> fLimbs{};
+  // The first one counts units of 2^-2150, that of squares. More than those of all squares leave
+  // room for carries.
+  std::array<std::int64_t, 136> fLimbs{};
   double fNotFinite = 0;  // the sum of what is not finite
   int fAdded = 0;         // since the last carry
 };
@@ -69,18 +98,17 @@ class ExactSum {
 // The mean of values, and how far they are from it. Weights have to add up without rounding.
 class Moments {
  public:
+  // REQUIRES: both are finite (not checked).
   void Add(double value, double weight) {
-    const double square = value * value;
-    const double rest = std::isfinite(square) ? std::fma(value, value, -square) : 0;
     fWeight += weight;
-    if (weight == 1) {  // the same, faster
+    if (weight == 1) {
       fSum.Add(value);
-      fSquares.Add(square);
-      fSquares.Add(rest);
+      fSquares.AddSquare(value);
     } else {
+      const double square = value * value;
       fSum.AddProduct(value, weight);
       fSquares.AddProduct(square, weight);
-      fSquares.AddProduct(rest, weight);
+      if (std::isfinite(square)) fSquares.AddProduct(std::fma(value, value, -square), weight);
     }
   }
   void Add(const Moments& other);

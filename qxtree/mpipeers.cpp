@@ -8,25 +8,22 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
 #include <stdexcept>
-#include <thread>
 #include <utility>
+
+#include "qxtree/mpiwait.h"
 
 namespace qxtree {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 enum Tag { kData, kFailure, kProgress };
 constexpr int kRoot = 0;
 constexpr std::size_t kMostPerCall = 1 << 30;  // MPI counts in an int
-constexpr int kSpins = 2000;                   // turns of a wait before it sleeps
-constexpr auto kSleep = 100us;
 // All of them together stay below the five seconds in which a failure has to end the run.
 constexpr auto kForLowerRanks = 300ms, kForRoot = 2000ms, kForCleaning = 2500ms;
 
@@ -180,35 +177,12 @@ class MpiPeers : public Peers {
     Wait(request);
   }
 
-  static bool IsDone(MPI_Request& request) {
-    int isDone = 0;
-    MPI_Test(&request, &isDone, MPI_STATUS_IGNORE);
-    return isDone != 0;
-  }
-
   void Wait(MPI_Request& request) {
     for (int turn = 0; !IsDone(request); ++turn) {
       Poll();
+      ShowWaiting();
       Pause(turn);
     }
-  }
-
-  // Whether it comes true in time.
-  template <class Condition>
-  static bool WaitFor(Clock::duration time, Condition condition) {
-    const auto end = Clock::now() + time;
-    for (int turn = 0; !condition(); ++turn) {
-      if (Clock::now() > end) return false;
-      Pause(turn);
-    }
-    return true;
-  }
-
-  static void Pause(int turn) {
-    if (turn < kSpins)
-      std::this_thread::yield();
-    else
-      std::this_thread::sleep_for(kSleep);
   }
 
   bool HasFailure() const {

@@ -21,8 +21,8 @@ namespace qxtree {
 //   process gets some in a row.
 // - {rank} stands for the rank of the process, which reads one file.
 //
-// Throws std::system_error. Throws std::runtime_error when no file matches, and when several
-// processes are to read one input that can't be cut: standard input, a pipe, a compressed file.
+// Throws std::system_error, and std::runtime_error when no file matches. Several processes can't
+// share standard input, a pipe or a compressed file: std::runtime_error.
 CsvInput FindParts(const Options& options, Peers& peers);
 
 }  // namespace qxtree

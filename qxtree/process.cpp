@@ -61,7 +61,8 @@ std::string Duration(double seconds) {
 
 struct {
   bool isShown = isatty(STDERR_FILENO) == 1;
-  std::string task;  // empty: none is shown
+  std::string task;  // empty: none yet
+  bool isDrawn = false;
   int number = 0;    // of the task
   Clock::time_point start, last;
 } progress;
@@ -180,11 +181,16 @@ void ShowProgress(const char* task, double share) {
   if (slowest.share > 0 && seconds > kLeastTold)
     text += ", " + Duration(seconds / slowest.share - seconds) + " left";
   std::fprintf(stderr, "\r\033[K%s", text.c_str());
+  progress.isDrawn = true;
+}
+
+void ShowWaiting() {
+  if (!progress.task.empty()) ShowProgress(std::string(progress.task).c_str(), 1);
 }
 
 void ClearProgress() {
-  if (!progress.task.empty()) std::fputs("\r\033[K", stderr);
-  progress.task.clear();
+  if (progress.isDrawn) std::fputs("\r\033[K", stderr);
+  progress.isDrawn = false;
 }
 
 bool IsProgressShown() { return progress.isShown; }

@@ -73,6 +73,9 @@ void SetWatcher(Watcher* watcher);
 // Does nothing where that is no terminal, or soon after the last time.
 void ShowProgress(const char* task, double share);
 
+// Shows the task that is done here, while this process waits for others.
+void ShowWaiting();
+
 // Takes the last progress away.
 void ClearProgress();
 

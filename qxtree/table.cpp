@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "qxtree/categories.h"
 #include "qxtree/importer.h"
 #include "qxtree/target.h"
 

@@ -10,8 +10,10 @@
 #include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
+#include "qxtree/categories.h"
 #include "qxutils/iterators/binencodercache.h"
 
 namespace qxtree {
@@ -35,18 +37,16 @@ struct Tally {
     areClasses = areClasses && other.areClasses;
     for (const qxg_800::record& known : other.classes) classes[known.value] += known.weight;
   }
-  static void Visit(const Tally& self, Packer& visit) {
-    std::vector<qxg_800::record> known;
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    std::vector<qxg_800::record> known;  // classes, in a form that can be sent
     for (const qxg_800::record& one : self.classes) known.push_back(one);
     visit(self.withoutTarget), visit(self.withoutWeight), visit(self.total), visit(self.sum);
     visit(self.areClasses), visit(known);
-  }
-  static void Visit(Tally& self, Unpacker& visit) {
-    std::vector<qxg_800::record> known;
-    visit(self.withoutTarget), visit(self.withoutWeight), visit(self.total), visit(self.sum);
-    visit(self.areClasses), visit(known);
-    self.classes = {};
-    for (const qxg_800::record& one : known) self.classes[one.value] = one.weight;
+    if constexpr (!std::is_const_v<Self>) {
+      self.classes = {};
+      for (const qxg_800::record& one : known) self.classes[one.value] = one.weight;
+    }
   }
 };
 
@@ -122,28 +122,25 @@ class TargetReader {
   }
 
   void Count() {
-    Tally& tally = fTally;
     const auto itself = [](double value) { return value; };
     ForEachBlock(itself, itself,
                  [&](std::size_t rows, const double* values, const double* weights) {
-                   for (std::size_t i = 0; i < rows; ++i) {
-                     const bool hasTarget = std::isfinite(values[i]);
-                     const bool hasWeight = std::isfinite(weights[i]) && weights[i] >= 0;
-                     tally.withoutTarget += !hasTarget;
-                     tally.withoutWeight += !hasWeight;
-                     if (!hasTarget || !hasWeight) continue;
-                     tally.total.Add(weights[i]);
-                     if (fColumn.kind == Kind::Text) continue;
-                     if (!tally.areClasses) {
-                       tally.sum.AddProduct(weights[i], values[i]);
-                       continue;
-                     }
-                     tally.classes[values[i]] += weights[i];
-                     tally.areClasses = tally.classes.size() <= MostClasses() &&
-                                        !(IsOpen() && values[i] != std::floor(values[i]));
-                   }
+                   for (std::size_t i = 0; i < rows; ++i) CountRecord(values[i], weights[i]);
                  });
-    for (const auto& known : tally.classes) tally.sum.AddProduct(known.weight, known.value);
+    for (const auto& known : fTally.classes) fTally.sum.AddProduct(known.weight, known.value);
+  }
+
+  void CountRecord(double value, double weight) {
+    const bool hasTarget = std::isfinite(value), hasWeight = std::isfinite(weight) && weight >= 0;
+    fTally.withoutTarget += !hasTarget;
+    fTally.withoutWeight += !hasWeight;
+    if (!hasTarget || !hasWeight) return;
+    fTally.total.Add(weight);
+    if (fColumn.kind == Kind::Text) return;
+    if (!fTally.areClasses) return fTally.sum.AddProduct(weight, value);
+    fTally.classes[value] += weight;
+    const bool isFraction = IsOpen() && value != std::floor(value);
+    fTally.areClasses = fTally.classes.size() <= MostClasses() && !isFraction;
   }
 
   void Settle() {
@@ -246,39 +243,6 @@ class TargetReader {
 
 void ReadTarget(Import& import, const Options& options, Peers& peers, Table& table) {
   TargetReader(import, options, peers, table).Read();
-}
-
-void Categories::Add(const Categories& other) {
-  std::vector<std::string> all;
-  std::set_union(texts.begin(), texts.end(), other.texts.begin(), other.texts.end(),
-                 std::back_inserter(all));
-  if (whyNot.empty()) whyNot = other.whyNot;
-  std::size_t bytes = 0;
-  for (const std::string& text : all) bytes += text.size();
-  if (all.size() > kMostCategories) whyNot = kTooManyCategories;
-  if (bytes > mostBytes) whyNot = kTooMuchText;
-  texts = whyNot.empty() ? std::move(all) : std::vector<std::string>();
-}
-
-Categories SortCategories(const Dictionary& dictionary, std::size_t mostBytes, Peers& peers) {
-  std::vector<std::pair<std::string, int>> texts;
-  dictionary.ForEach([&](std::string_view text, int code) {
-    if (code >= Block::FirstValue) texts.emplace_back(*ToUtf8(text), code - Block::FirstValue);
-  });
-  std::sort(texts.begin(), texts.end());
-  Categories categories;
-  categories.mostBytes = mostBytes;
-  for (const auto& known : texts) categories.texts.push_back(known.first);
-  peers.Join(categories);
-  categories.placeOf.resize(dictionary.Size());  // of texts that are missing, too
-  auto at = categories.texts.begin();
-  for (const auto& [text, code] : texts) {
-    if (!categories.whyNot.empty()) break;
-    at = std::lower_bound(at, categories.texts.end(), text);
-    categories.placeOf[static_cast<std::size_t>(code)] =
-        static_cast<std::uint16_t>(at - categories.texts.begin());
-  }
-  return categories;
 }
 
 }  // namespace qxtree
