@@ -12,9 +12,8 @@
 #include <cstring>
 #include <numeric>
 #include <stdexcept>
-#include <utility>
 
-#include "qxtree/mpiwait.h"
+#include "qxtree/mpicalls.h"
 
 namespace qxtree {
 namespace {
@@ -244,7 +243,7 @@ std::unique_ptr<Peers> MeetByMpi() {
   const bool isAlone = count ? std::strcmp(count, "1") == 0 : !std::getenv("PMIX_RANK");
   if (isAlone) return nullptr;
   if (count) CatchEndOfJob();
-  MPI_Init(nullptr, nullptr);
+  InitMpi();
   return std::make_unique<MpiPeers>();
 }
 

@@ -30,7 +30,7 @@ ended() { # STATUS FOLDERS WHAT: in time, without processes, and with so many fo
   done < <(cat pid.*); rm pid.*
   ((tries <= 500)) || fail "$3: a process goes on"
   [[ $1 != 124 && ($1 != 137 || $2 == 1) && $(find temp -mindepth 1 -maxdepth 1 | wc -l) == "$2" ]] ||
-    fail "$3: status $1, or not $2 folders: $(<err)"
+    fail "$3: status $1, $(find temp -mindepth 1) and not $2 folders: $(<err)"
 }
 
 alone() { # ARGUMENT...
@@ -134,7 +134,7 @@ stop() { # SIGNAL WHOM FOLDERS: when process 1 has read a part of its input and 
   [[ $status != 0 && ! -s out && ($1 == TERM || $(<err) == *"rank $2 "*"signal 9"*) ]] ||
     fail "$1 for $2: status $status: $(<err)"
 }
-stop TERM mpirun 0
+stop TERM 2 0
 stop KILL 0 1
 stop KILL 1 1 # which sweeps what the last one left
 echo 1,2,3,4,5,6,7,8 >>part-2.csv; exec 3<>part-1.csv
