@@ -8,12 +8,18 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <utility>
+
+#include "qxutils/numeric/qxstatistics.h"
 
 namespace qxtree {
 namespace {
 
-constexpr std::size_t kMostJoined = Distinct::kMost / 2;
+// A group is heavy above this share of the weight. So there are at most 1,024 of them, and a pass
+// divides each into 64 at least.
+constexpr double kHeavy = 1.0 / 1024;
+constexpr unsigned kKeyBits = 64;
 
 double ValueOf(std::uint64_t key) {
   constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
@@ -23,34 +29,57 @@ double ValueOf(std::uint64_t key) {
   return value;
 }
 
-void AddTo(std::vector<Group>& groups, const Group& next) {
-  if (!groups.empty() && groups.back().greatest >= next.least) {
-    groups.back().greatest = std::max(groups.back().greatest, next.greatest);
-    groups.back().weight += next.weight;
-  } else {
-    groups.push_back(next);
-  }
+// Adds values to the last cell if they belong there, by the bits from `lowest` on, else a new cell.
+template <class Cell>
+void AddTo(std::vector<Cell>& cells, const Cell& next, unsigned lowest) {
+  if (cells.empty() || cells.back().least >> lowest != next.least >> lowest)
+    return cells.push_back(next);
+  Cell& last = cells.back();
+  last.least = std::min(last.least, next.least);
+  last.greatest = std::max(last.greatest, next.greatest);
+  last.weight += next.weight;
+}
+
+// REQUIRES: not 0 (not checked).
+unsigned HighestBit(std::uint64_t bits) {
+  return kKeyBits - 1 - static_cast<unsigned>(__builtin_clzll(bits));
 }
 
 }  // namespace
 
-// By eleven bits at a time, from the lowest ones on: much faster than std::sort.
-void SortByKey(std::vector<KeyedWeight>& cases) {
-  constexpr int kBits = 11, kDigits = 6;
+// By eleven bits at a time, from the lowest ones on: much faster than std::sort. The highest bits
+// that differ nearly always suffice.
+void SortByKey(std::vector<KeyedWeight>& cases, unsigned lowest) {
+  constexpr unsigned kBits = 11, kMostDigits = 3;
   constexpr std::size_t kBuckets = 1 << kBits;
-  std::vector<std::array<std::uint32_t, kBuckets>> starts(kDigits);
+  std::uint64_t differing = 0;
+  for (const KeyedWeight& one : cases) differing |= one.key ^ cases[0].key;
+  if (differing >> lowest == 0) return;
+  const unsigned end = HighestBit(differing) + 1;
+  const unsigned first = std::max(lowest, end - std::min(end, kBits * kMostDigits));
+  const unsigned digits = (end - first + kBits - 1) / kBits;
+  const auto bucketOf = [first](const KeyedWeight& one, unsigned digit) {
+    return one.key >> (first + digit * kBits) & (kBuckets - 1);
+  };
+  std::array<std::array<std::uint32_t, kBuckets>, kMostDigits> places{};
   for (const KeyedWeight& one : cases)
-    for (std::size_t digit = 0; digit < kDigits; ++digit)
-      ++starts[digit][one.key >> (digit * kBits) & (kBuckets - 1)];
+    for (unsigned digit = 0; digit < digits; ++digit) ++places[digit][bucketOf(one, digit)];
   std::vector<KeyedWeight> sorted(cases.size());
-  for (std::size_t digit = 0; digit < kDigits; ++digit) {
-    std::array<std::uint32_t, kBuckets>& places = starts[digit];
-    if (std::find(places.begin(), places.end(), cases.size()) != places.end()) continue;
+  for (unsigned digit = 0; digit < digits; ++digit) {
     std::uint32_t start = 0;
-    for (std::uint32_t& count : places) start += std::exchange(count, start);
-    for (const KeyedWeight& one : cases)
-      sorted[places[one.key >> (digit * kBits) & (kBuckets - 1)]++] = one;
+    for (std::uint32_t& count : places[digit]) start += std::exchange(count, start);
+    for (const KeyedWeight& one : cases) sorted[places[digit][bucketOf(one, digit)]++] = one;
     cases.swap(sorted);
+  }
+  const auto isBelow = [](const KeyedWeight& a, const KeyedWeight& b) { return a.key < b.key; };
+  const auto isApart = [first](const KeyedWeight& a, const KeyedWeight& b) {
+    return a.key >> first != b.key >> first;
+  };
+  for (auto start = cases.begin(); first > lowest && start != cases.end();) {
+    const auto next = std::adjacent_find(start, cases.end(), isApart);
+    const auto stop = next == cases.end() ? next : next + 1;
+    if (!std::is_sorted(start, stop, isBelow)) std::sort(start, stop, isBelow);
+    start = stop;
   }
 }
 
@@ -76,34 +105,91 @@ std::vector<Group> Join(const std::vector<Group>& groups, std::size_t count) {
   return joined;
 }
 
+bool Distinct::IsCoarse(std::uint64_t key) const {
+  const auto isBelow = [](const Cell& cell, std::uint64_t other) { return cell.greatest < other; };
+  const auto at = std::lower_bound(fCoarse.begin(), fCoarse.end(), key, isBelow);
+  return at != fCoarse.end() && at->least <= key;
+}
+
 void Distinct::Merge() {
-  SortByKey(fNew);
-  std::vector<Group> merged;
-  merged.reserve(fGroups.size() + fNew.size());
-  auto group = fGroups.begin();
+  SortByKey(fNew, fLowest);
+  std::vector<Cell> merged;
+  merged.reserve(fCells.size() + fNew.size());
+  auto cell = fCells.begin();
+  const unsigned lowest = fLowest;
   for (const KeyedWeight& one : fNew) {
-    const double value = ValueOf(one.key);
-    for (; group != fGroups.end() && group->least <= value; ++group) AddTo(merged, *group);
-    AddTo(merged, {value, value, one.weight});
+    for (; cell != fCells.end() && cell->least >> lowest <= one.key >> lowest; ++cell)
+      AddTo(merged, *cell, lowest);
+    AddTo(merged, {one.key, one.key, one.weight}, lowest);
   }
-  for (; group != fGroups.end(); ++group) AddTo(merged, *group);
-  fGroups.swap(merged);
+  for (; cell != fCells.end(); ++cell) AddTo(merged, *cell, lowest);
+  fCells.swap(merged);
   fNew.clear();
-  if (fGroups.size() <= kMost) return;
+  if (fCells.size() > kMost) Coarsen();
+}
+
+void Distinct::Coarsen() {
+  fMoments = FindMoments();
   fIsMerged = true;
-  fGroups = Join(fGroups, kMostJoined);
+  // A boundary between cells vanishes with the highest bit in which they differ.
+  std::array<std::size_t, kKeyBits> boundaries{};
+  for (std::size_t i = 1; i < fCells.size(); ++i)
+    ++boundaries[HighestBit(fCells[i - 1].least ^ fCells[i].least)];
+  for (std::size_t left = fCells.size(); left > kMost; ++fLowest) left -= boundaries[fLowest];
+  std::vector<Cell> cells;
+  for (const Cell& cell : fCells) AddTo(cells, cell, fLowest);
+  fCells.swap(cells);
 }
 
-const std::vector<Group>& Distinct::Groups() {
-  Merge();
-  return fGroups;
+// Of all values so far.
+Moments Distinct::FindMoments() const {
+  Moments moments = fMoments;
+  for (std::size_t i = 0; !fIsMerged && i < fCells.size(); ++i)
+    moments.Add(ValueOf(fCells[i].least), fCells[i].weight);
+  return moments;
 }
 
-const qxg_800::QxStatistics& Distinct::Statistics() {
-  if (fIsMerged) return fInOrder;
-  fAscending = qxg_800::QxStatistics(1 | 2 | 4 | 8);
-  for (const Group& group : Groups()) fAscending.AddValue(group.least, group.weight);
-  return fAscending;
+void Distinct::Add(const Distinct& other) {
+  if (fCoarse.empty() && (fIsMerged || other.fIsMerged)) {
+    fMoments = FindMoments();
+    fMoments.Add(other.FindMoments());
+    fIsMerged = true;
+  }
+  fLowest = std::max(fLowest, other.fLowest);
+  std::vector<Cell> both, cells;
+  std::merge(fCells.begin(), fCells.end(), other.fCells.begin(), other.fCells.end(),
+             std::back_inserter(both),
+             [](const Cell& a, const Cell& b) { return a.least < b.least; });
+  for (const Cell& cell : both) AddTo(cells, cell, fLowest);
+  fCells.swap(cells);
+  if (fCells.size() > kMost) Coarsen();
+}
+
+bool Distinct::HasCoarse() {
+  double total = 0;
+  for (const std::vector<Cell>* const cells : {&fCells, &fFine})
+    for (const Cell& cell : *cells) total += cell.weight;
+  fCoarse.clear();
+  for (const Cell& cell : fCells)
+    (cell.least < cell.greatest && cell.weight > kHeavy * total ? fCoarse : fFine).push_back(cell);
+  fCells.clear();
+  fLowest = 0;
+  if (!fCoarse.empty()) return true;
+  const auto isBelow = [](const Cell& a, const Cell& b) { return a.least < b.least; };
+  std::sort(fFine.begin(), fFine.end(), isBelow);
+  for (const Cell& cell : fFine)
+    fGroups.push_back({ValueOf(cell.least), ValueOf(cell.greatest), cell.weight});
+  return false;
+}
+
+Summary Distinct::Summarize() const {
+  if (fGroups.empty()) return {};
+  if (fIsMerged)
+    return {fGroups.front().least, fGroups.back().greatest, fMoments.Mean(),
+            std::sqrt(fMoments.Squares() / (fMoments.Weight() - 1))};
+  qxg_800::QxStatistics values(1 | 2 | 4 | 8);
+  for (const Group& group : fGroups) values.AddValue(group.least, group.weight);
+  return {values.GetMinimum(), values.GetMaximum(), values.GetMean(), values.GetStDev()};
 }
 
 Bins MakeBins(Kind kind, const std::vector<Group>& groups, std::size_t count) {
@@ -135,6 +221,13 @@ double Quantum(double total) {
   int exponent = 0;
   std::frexp(total, &exponent);
   return std::ldexp(1, std::max(exponent - kBits, -1074));
+}
+
+Slicer::Slicer(double total, double count) {
+  constexpr double kRounds = 0x1.8p52;  // the last bit of a sum with it counts units
+  const double quantum = Quantum(2 * total);
+  fFirst = kRounds * quantum;
+  fSecond = kRounds * Quantum(count * quantum);
 }
 
 }  // namespace qxtree

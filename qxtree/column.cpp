@@ -22,13 +22,45 @@ constexpr std::size_t kSegmentBytes = 48;  // two in a vector that grows
 
 }  // namespace
 
+void Clue::Take(Kind kind) {
+  if (seen == 0) first = kind;
+  ++seen;
+  run += kind == first && kind != Kind::Text;
+}
+
+void Clue::Add(const Clue& next) {
+  if (seen == 0) {
+    *this = next;
+  } else if (run == seen && next.seen > 0) {
+    const bool goesOn = next.first == first;
+    seen += goesOn ? next.seen : 1;
+    run += goesOn ? next.run : 0;
+  }
+}
+
+bool Clue::IsDecided() const { return seen >= kDecisive; }
+
+Kind Clue::Decide() const { return run < std::min(seen, kDecisive) ? Kind::Text : first; }
+
+void ColumnFacts::Add(const ColumnFacts& next) {
+  clue.Add(next.clue);
+  isEmpty = isEmpty && next.isEmpty;
+  missing += next.missing;
+  malformed += next.malformed;
+  if (placeOfMalformed.empty()) {
+    placeOfMalformed = next.placeOfMalformed;
+    firstMalformed = next.firstMalformed;
+  }
+  if (whyLeftOut.empty()) whyLeftOut = next.whyLeftOut;
+}
+
 Column::Column(std::optional<Kind> kind, ReadingContext& context, int view)
     : fContext(context), fView(view), fDictionary(context.dictionaries) {
   if (kind) Decide(*kind);
 }
 
 void Column::TakeSlowly(std::string_view cell, long line) {
-  if (!fWhyLeftOut.empty()) return;
+  if (!fFacts.whyLeftOut.empty()) return;
   if (!fKind) return TakeUndecided(cell, line);
   const bool isMissing = fContext.missing.Has(cell);
   if (fIsCoded) {
@@ -50,18 +82,15 @@ void Column::TakeSlowly(std::string_view cell, long line) {
 void Column::TakeUndecided(std::string_view cell, long line) {
   const bool isMissing = fContext.missing.Has(cell);
   if (!isMissing) {
-    const bool isNumber = fLikely != Kind::Date && ParseNumber(cell);
-    const bool isDate = !isNumber && fLikely != Kind::Number && ParseDate(cell);
-    if (!isNumber && !isDate) {
+    fFacts.clue.Take(ParseNumber(cell) ? Kind::Number : ParseDate(cell) ? Kind::Date : Kind::Text);
+    if (fFacts.clue.run < fFacts.clue.seen) {
       Decide(Kind::Text);
       return Take(cell, line);
     }
-    fLikely = isNumber ? Kind::Number : Kind::Date;
     if (fDictionary.Find(cell) == Dictionary::kNone && !fIsShort) {
       fIsShort = !fDictionary.Add(cell, fNextCode);
       fNextCode += !fIsShort;
     }
-    ++fSeen;
   }
   const std::uint32_t bytes = isMissing ? Block::kMissing : static_cast<std::uint32_t>(cell.size());
   fCounts[Block::Missing] += isMissing;
@@ -70,7 +99,7 @@ void Column::TakeUndecided(std::string_view cell, long line) {
   ++fBlock.rows;
   if (fBlock.rows == fContext.blockRows || fBlock.texts.size() > BlockBytes())
     Flush(Block::Form::Texts);
-  if (fSeen == kDecisive) Decide(*fLikely);
+  if (fFacts.clue.IsDecided()) Decide(fFacts.clue.Decide());
 }
 
 void Column::Decide(Kind kind) {
@@ -78,7 +107,7 @@ void Column::Decide(Kind kind) {
   fKind = kind;
   fIsCoded = true;
   if (kind == Kind::Text) {
-    if (fIsShort) LeaveOut("its texts need more memory");
+    if (fIsShort) LeaveOut(kTooMuchText);
     return;
   }
   if (fIsShort) return FreeDictionary();  // what is left of it
@@ -99,9 +128,9 @@ void Column::TakeNewText(std::string_view cell, long line) {
   const bool isFull = isFit && fNextCode == kMostCodes;
   const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > fCoded / 4 * 3;
   const int code = isFit ? fNextCode : static_cast<int>(Block::Malformed);
-  if (isFull && isText) return LeaveOut(fmt::format("more than {} categories", kMostCategories));
+  if (isFull && isText) return LeaveOut(kTooManyCategories);
   if (isFull || isUseless || !AddText(cell, code)) {
-    if (isText) return LeaveOut("its texts need more memory");
+    if (isText) return LeaveOut(kTooMuchText);
     FreeDictionary();
     return TakeSlowly(cell, line);
   }
@@ -125,16 +154,16 @@ void Column::FreeDictionary() {
 }
 
 void Column::LeaveOut(const std::string& why) {
-  fWhyLeftOut = why;
+  fFacts.whyLeftOut = why;
   fIsCoded = false;
   fDictionary.Clear();
   fBlock = {};
 }
 
 void Column::NoteMalformed(std::string_view cell, long line) {
-  if (fLineOfMalformed > 0) return;
-  fLineOfMalformed = line;
-  fFirstMalformed = ShownCell(cell);
+  if (!fFacts.placeOfMalformed.empty()) return;
+  fFacts.placeOfMalformed = fmt::format("line {}{}", line, fContext.file);
+  fFacts.firstMalformed = ShownCell(cell);
 }
 
 void Column::PutCode(std::uint16_t code) {
@@ -150,8 +179,13 @@ void Column::PutValue(double value) {
 }
 
 void Column::Finish() {
-  if (!fWhyLeftOut.empty()) return;
-  if (!fKind && fLikely) Decide(*fLikely);
+  const bool isUndecided = fFacts.whyLeftOut.empty() && !fKind && fFacts.clue.seen > 0;
+  if (isUndecided) Decide(fFacts.clue.Decide());
+  fFacts.isEmpty = !fKind;
+  fFacts.kind = fKind.value_or(Kind::Number);
+  fFacts.missing = fCounts[Block::Missing];
+  fFacts.malformed = fCounts[Block::Malformed];
+  if (!fFacts.whyLeftOut.empty()) return;
   Flush(!fKind ? Block::Form::Texts : fIsCoded ? Block::Form::Words : Block::Form::Values);
   if (fKind != Kind::Text) fDictionary.Clear();
   fBlock = {};

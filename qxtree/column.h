@@ -20,7 +20,9 @@
 namespace qxtree {
 
 constexpr std::size_t kMostCategories = 65534;  // of a column, and classes of the target
-constexpr std::size_t kBlockRows = 2048;        // that are written or read at a time
+constexpr const char* kTooManyCategories = "more than 65534 categories";
+constexpr const char* kTooMuchText = "its texts need more memory";
+constexpr std::size_t kBlockRows = 2048;  // that are written or read at a time
 
 // What the columns of a table share while it is read. All outlive the columns.
 struct ReadingContext {
@@ -29,9 +31,41 @@ struct ReadingContext {
   MemoryShare& dictionaries;
   // What the view set notes of segments. It is the importer's to look at.
   std::size_t segmentBytes = 0;
-  std::size_t blockRows;  // cells that a column collects before it writes them
+  std::size_t blockRows;    // cells that a column collects before it writes them
+  const std::string& file;  // after a line number; empty where there is one only
   // Frees the dictionary of some column of numbers or dates; false when there is none.
   std::function<bool()> freeDictionary;
+};
+
+// What the first cells hold that are not missing.
+struct Clue {
+  int seen = 0;               // of them
+  int run = 0;                // of those, from the first one on, that are like it and no texts
+  Kind first = Kind::Number;  // what the first one is
+
+  void Take(Kind kind);
+  void Add(const Clue& next);  // of the rows that follow
+  bool IsDecided() const;
+  Kind Decide() const;
+};
+
+// What is told of a column.
+struct ColumnFacts {
+  Kind kind = Kind::Number;
+  bool isEmpty = true;              // no cell but missing ones
+  Clue clue;                        // unless the kind was given
+  long missing = 0, malformed = 0;  // cells
+  std::string firstMalformed;       // by ShownCell
+  std::string placeOfMalformed;     // "line 3"
+  std::string whyLeftOut;           // empty: it is not
+
+  void Add(const ColumnFacts& next);  // of the rows that follow
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.kind), visit(self.isEmpty), visit(self.clue), visit(self.missing);
+    visit(self.malformed), visit(self.firstMalformed), visit(self.placeOfMalformed);
+    visit(self.whyLeftOut);
+  }
 };
 
 // The first 1,000 cells that are not missing decide whether it holds numbers, dates or texts. Later
@@ -61,13 +95,8 @@ class Column {
   bool IsFreeable() const { return fKind != Kind::Text && fDictionary.Bytes() > 0; }
   void FreeDictionary();
 
-  bool IsEmpty() const { return !fKind; }  // no cell but missing ones
-  Kind GetKind() const { return fKind.value_or(Kind::Number); }
-  const std::string& WhyLeftOut() const { return fWhyLeftOut; }  // empty: it is not
-  long CountMissing() const { return fCounts[Block::Missing]; }
-  long CountMalformed() const { return fCounts[Block::Malformed]; }
-  const std::string& FirstMalformed() const { return fFirstMalformed; }  // by ShownCell
-  long LineOfMalformed() const { return fLineOfMalformed; }
+  // After Finish.
+  const ColumnFacts& Facts() const { return fFacts; }
   // Whether all cells are codes but the first ones, whose values have codes too.
   bool IsCodedThroughout() const { return fIsCodedThroughout; }
   // The texts of a column of texts; of others only while cells come in.
@@ -92,16 +121,13 @@ class Column {
   const int fView;
   bool fIsCoded = false;  // cells are looked up
   bool fIsCodedThroughout = true;
-  bool fIsShort = false;        // of memory, while undecided
-  std::optional<Kind> fLikely;  // what all cells so far are, while undecided
-  int fSeen = 0;                // cells that decide
-  long fCoded = 0;              // cells since it was decided
+  bool fIsShort = false;  // of memory, while undecided
+  long fCoded = 0;        // cells since it was decided
   int fNextCode = Block::FirstValue;
   Dictionary fDictionary;
   Block fBlock;
   std::array<long, Block::FirstValue> fCounts{};  // cells without a value, by code
-  std::string fFirstMalformed, fWhyLeftOut;
-  long fLineOfMalformed = 0;
+  ColumnFacts fFacts;
 };
 
 }  // namespace qxtree

@@ -32,14 +32,22 @@ int IsBlankBesideTab(unsigned char byte) { return byte == CSV_SPACE; }
 // thrown through its C code, so an exception waits for the end of the call.
 class Parser {
  public:
-  // `name` is that of the file for messages.
-  Parser(const std::string& name, char delimiter, CsvSink& sink)
-      : fName(name), fSink(sink), fpParser(&fParser, csv_free) {
+  // `name` is that of the file for messages. `names` are the columns', filled in by the header if
+  // there are none.
+  Parser(const std::string& name, char delimiter, std::vector<std::string>& names, CsvSink& sink)
+      : fName(name), fNames(names), fSink(sink), fpParser(&fParser, csv_free) {
     csv_init(&fParser, CSV_STRICT | CSV_STRICT_FINI);  // fails for a null pointer only
     csv_set_delim(&fParser, static_cast<unsigned char>(delimiter));
     csv_set_blk_size(&fParser, kGrowthBytes);
     // Else the tabs before a cell would be skipped, and empty cells lost.
     if (delimiter == '\t') csv_set_space_func(&fParser, IsBlankBesideTab);
+  }
+
+  // To be called first: the header is known.
+  void BeginAt(long line) {
+    fLine = line;
+    fColumns = fNames.size();
+    fMark = kByteOrderMark.size();
   }
 
   void Feed(std::string_view block) {
@@ -133,7 +141,12 @@ class Parser {
     if (twice != sorted.end())
       Fail(fmt::format("two columns have the same name '{}'", ToLocale(ShownCell(*twice))));
     fColumns = fHeader.size();
-    fSink.TakeHeader(fHeader);
+    if (fNames.empty()) {
+      fNames.swap(fHeader);
+      fSink.TakeHeader(fNames);
+    } else if (fHeader != fNames) {
+      Fail("not the columns of the files before");
+    }
     std::vector<std::string>().swap(fHeader);
   }
 
@@ -147,6 +160,7 @@ class Parser {
   }
 
   const std::string& fName;
+  std::vector<std::string>& fNames;
   CsvSink& fSink;
   csv_parser fParser{};
   const std::unique_ptr<csv_parser, void (*)(csv_parser*)> fpParser;  // frees what it holds
@@ -162,14 +176,43 @@ class Parser {
 
 }  // namespace
 
-void ReadCsv(const std::string& path, char delimiter, CsvSink& sink) {
+CsvHeader ReadCsvHeader(const std::string& path, char delimiter) {
+  struct : CsvSink {
+    void TakeHeader(const std::vector<std::string>&) override {}
+    void TakeCell(std::size_t, std::string_view, long) override {}
+    void EndRow() override {}
+  } sink;
+  CsvHeader header;
   Input input(path);
-  Parser parser(input.Name(), delimiter, sink);
-  for (std::string_view block = input.Next(); !block.empty(); block = input.Next()) {
-    ShowProgress("reading", input.Share());
-    parser.Feed(block);
-  }
+  Parser parser(input.Name(), delimiter, header.names, sink);
+  for (std::string_view block = input.Next(); !block.empty(); block = input.Next())
+    while (!block.empty()) {
+      const std::size_t end = block.find_first_of("\n\r");
+      const std::size_t bytes = end == block.npos ? block.size() : end + 1;
+      header.bytes += bytes;
+      header.lineFeeds += block[bytes - 1] == '\n';
+      parser.Feed(block.substr(0, bytes));
+      if (!header.names.empty()) return header;
+      block.remove_prefix(bytes);
+    }
   parser.Finish();
+  return header;
+}
+
+void ReadCsv(const CsvInput& input, char delimiter, CsvSink& sink) {
+  std::vector<std::string> names = input.names;
+  if (!names.empty()) sink.TakeHeader(names);
+  for (const CsvPart& part : input.parts) {
+    sink.BeginPart(part);
+    Input bytes(part.path, part.begin, part.end);
+    Parser parser(bytes.Name(), delimiter, names, sink);
+    if (part.begin > 0) parser.BeginAt(part.line);
+    for (std::string_view block = bytes.Next(); !block.empty(); block = bytes.Next()) {
+      ShowProgress("reading", bytes.Share());
+      parser.Feed(block);
+    }
+    parser.Finish();
+  }
 }
 
 }  // namespace qxtree

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "qxtree/names.h"
+#include "qxtree/parts.h"
 
 namespace qxtree {
 namespace {
@@ -24,17 +25,19 @@ constexpr std::size_t kEnoughBuffers = 8 << 20, kEnoughBuffer = 32 << 10;
 
 }  // namespace
 
-Importer::Importer(const Options& options, TempFolder& folder)
-    : fOptions(options), fFolder(folder), fMissing(options.missing) {}
+Importer::Importer(const Options& options, TempFolder& folder, Kinds kinds)
+    : fOptions(options), fFolder(folder), fKinds(std::move(kinds)), fMissing(options.missing) {}
 
-void Importer::Read() {
-  ReadCsv(fOptions.input, fOptions.delimiter, *this);
-  if (fRows == 0)
-    throw std::runtime_error(fmt::format("'{}': no rows after the header", fOptions.input));
+void Importer::Read(const CsvInput& input) {
+  ReadCsv(input, fOptions.delimiter, *this);
   for (const auto& column : fColumns)
     if (column) column->Finish();
   TakeFiles();
   fViews.reset();
+}
+
+void Importer::BeginPart(const CsvPart& part) {
+  fFile = part.path == fOptions.input ? "" : fmt::format(" of '{}'", part.path);
 }
 
 // Ends the view set, before it has noted too many segments, and begins another one.
@@ -89,7 +92,7 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
   fViews = std::make_unique<examples::ViewSet>(fBuffers, fInfos, fFolder.Settings());
   const std::size_t rows = memory / 8 / names.size() / (2 * sizeof(double));
   fContext = std::make_unique<ReadingContext>(ReadingContext{
-      fViews.get(), fMissing, fDictionaries, 0, std::clamp(rows, kLeastBlock, kBlockRows),
+      fViews.get(), fMissing, fDictionaries, 0, std::clamp(rows, kLeastBlock, kBlockRows), fFile,
       [this] { return FreeDictionary(); }});
   for (std::size_t i = 0; i < names.size(); ++i) {
     fColumns.push_back(nullptr);
@@ -99,7 +102,7 @@ void Importer::TakeHeader(const std::vector<std::string>& names) {
     if (!utf8)
       throw std::runtime_error(
           fmt::format("column '{}': not in the locale's code set", ToLocale(fNames[i])));
-    std::optional<Kind> kind;
+    std::optional<Kind> kind = fKinds.empty() ? std::nullopt : fKinds[i];
     if (Has(fOptions.texts, names[i])) kind = Kind::Text;
     if (Has(fOptions.numbers, names[i]) || i == fWeight) kind = Kind::Number;
     fColumns[i] = std::make_unique<Column>(kind, *fContext, fViewOf[i]);
@@ -122,6 +125,53 @@ bool Importer::FreeDictionary() {
       greatest = column.get();
   if (greatest) greatest->FreeDictionary();
   return greatest != nullptr;
+}
+
+void ImportFacts::Add(const ImportFacts& next) {
+  areNamesEqual = areNamesEqual && next.areNamesEqual && next.names == names;
+  rows += next.rows;
+  for (std::size_t i = 0; areNamesEqual && i < columns.size(); ++i) columns[i].Add(next.columns[i]);
+}
+
+Import ImportRows(const Options& options, TempFolder& folder, Peers& peers) {
+  const CsvInput input = FindParts(options, peers);
+  Import result;
+  const auto read = [&](Kinds kinds) {
+    result.importer.reset();  // its memory
+    result.importer = std::make_unique<Importer>(options, folder, std::move(kinds));
+    result.importer->Read(input);
+  };
+  const auto joined = [&] {
+    Importer& importer = *result.importer;
+    ImportFacts facts{importer.Names(), true, importer.CountRows(), {}};
+    for (std::size_t i = 0; i < importer.CountColumns(); ++i)
+      facts.columns.push_back(importer.Get(i) ? importer.Get(i)->Facts() : ColumnFacts());
+    peers.Join(facts);
+    return facts;
+  };
+  read({});
+  result.facts = joined();
+  if (!result.facts.areNamesEqual)
+    throw std::runtime_error("the files of the processes have not the same columns");
+  if (result.facts.rows == 0)
+    throw std::runtime_error(fmt::format("'{}': no rows after the header", options.input));
+  result.rowsBefore = peers.SumBefore(result.importer->CountRows());
+  Kinds kinds;
+  bool isMisled = false;
+  for (std::size_t i = 0; i < result.facts.columns.size(); ++i) {
+    ColumnFacts& all = result.facts.columns[i];
+    if (all.clue.seen > 0) all.kind = all.clue.Decide();
+    kinds.push_back(all.isEmpty ? std::nullopt : std::optional(all.kind));
+    const Column* const own = result.importer->Get(i);
+    isMisled = isMisled || (own && !own->Facts().isEmpty && own->Facts().kind != all.kind);
+  }
+  const std::vector<char> misled = peers.GatherEach(static_cast<char>(isMisled));
+  if (std::count(misled.begin(), misled.end(), 0) == peers.Count()) return result;
+  if (isMisled) read(kinds);
+  result.facts = joined();
+  for (std::size_t i = 0; i < kinds.size(); ++i)
+    result.facts.columns[i].kind = kinds[i].value_or(Kind::Number);
+  return result;
 }
 
 }  // namespace qxtree

@@ -117,14 +117,19 @@ int Open(const std::string& path) {
 
 }  // namespace
 
-Input::Input(const std::string& path)
+Input::Input(const std::string& path, std::uint64_t begin, std::uint64_t end)
     : fName(path == "-" ? "standard input" : fmt::format("'{}'", path)),
       fDescriptor(Open(path)),
+      fIsPart(end != kWhole),
+      fLeft(end - begin),
+      fHasBegun(begin > 0),
       fRaw(new char[kBlockBytes]) {
   struct stat status {};
   if (fstat(fDescriptor, &status) != 0 || !S_ISREG(status.st_mode)) return;
-  const off_t start = lseek(fDescriptor, 0, SEEK_CUR);
+  const off_t start = begin > 0 ? lseek(fDescriptor, static_cast<off_t>(begin), SEEK_SET)
+                                : lseek(fDescriptor, 0, SEEK_CUR);
   fSize = static_cast<double>(status.st_size - std::max<off_t>(start, 0));
+  if (fIsPart) fSize = static_cast<double>(fLeft);
 }
 
 Input::~Input() {
@@ -141,13 +146,17 @@ void Input::Fail(const std::string& what) const {
 bool Input::Fill() {
   const std::size_t kept = fRest.size();
   for (;;) {
-    const ssize_t bytes = read(fDescriptor, fRaw.get() + kept, kBlockBytes - kept);
+    const std::size_t room = std::min<std::uint64_t>(kBlockBytes - kept, fLeft);
+    const ssize_t bytes = read(fDescriptor, fRaw.get() + kept, room);
     const int error = errno;
     Poll();
     if (bytes < 0 && error == EINTR) continue;
     if (bytes < 0) throw fmt::system_error(error, "cannot read {}", fName);
     fRest = {fRaw.get(), kept + static_cast<std::size_t>(bytes)};
     fRead += static_cast<double>(bytes);
+    fLeft -= static_cast<std::uint64_t>(bytes);
+    // A part of a file has its end.
+    if (bytes == 0 && room > 0 && fIsPart) Fail("it is shorter than before");
     return bytes > 0;
   }
 }

@@ -6,6 +6,7 @@
 #define QXTREE_INPUT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,8 +31,11 @@ class Decoder {
 // MiB, with zstd 9 MiB. All errors but Interrupted name the file.
 class Input {
  public:
-  // Throws std::system_error, and Interrupted.
-  explicit Input(const std::string& path);
+  static constexpr std::uint64_t kWhole = static_cast<std::uint64_t>(-1);
+
+  // From the byte `begin` on; up to the byte `end`, or to the end of the file. Bytes in the middle
+  // are taken as they are. Throws std::system_error, and Interrupted.
+  explicit Input(const std::string& path, std::uint64_t begin = 0, std::uint64_t end = kWhole);
   ~Input();
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
@@ -39,6 +43,9 @@ class Input {
   // The next bytes, at most 64 KiB, valid until the next call; none at the end. Throws Interrupted,
   // and std::system_error. Throws std::runtime_error when a compressed file is damaged or cut off.
   std::string_view Next();
+
+  // After the first call of Next.
+  bool IsCompressed() const { return fpDecoder != nullptr; }
 
   // For messages.
   const std::string& Name() const { return fName; }
@@ -53,7 +60,10 @@ class Input {
 
   const std::string fName;
   const int fDescriptor;
-  double fSize = 0, fRead = 0;  // bytes of the file; size 0: not known
+  const bool fIsPart;
+  double fSize = 0;     // bytes to be read; 0: not known
+  std::uint64_t fLeft;  // to be read, at most
+  double fRead = 0;
   bool fHasBegun = false;
   std::unique_ptr<char[]> fRaw, fDecoded;
   std::string_view fRest;              // of fRaw, not yet used

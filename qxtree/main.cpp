@@ -6,16 +6,20 @@
 #include <langinfo.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <new>
+#include <numeric>
 #include <ostream>
 
 #include "qxtree/modelfile.h"
 #include "qxtree/options.h"
+#include "qxtree/peers.h"
 #include "qxtree/predict.h"
 #include "qxtree/process.h"
 #include "qxtree/report.h"
@@ -32,12 +36,6 @@ constexpr int kFailure = 1;
 constexpr int kWrongUse = 2;
 constexpr std::uintmax_t kFull = 1 << 20;  // bytes that are free, at most
 
-int Complain(const std::string& what, int status) {
-  ClearProgress();
-  std::fprintf(stderr, "qxtree: %s\n", OneLine(what).c_str());
-  return status;
-}
-
 // What would fail at the end is found before the work is done; nothing is made yet.
 void CheckOutput(const char* setting, const std::string& path, const std::string& input) {
   if (path.empty()) return;
@@ -53,11 +51,23 @@ void CheckOutput(const char* setting, const std::string& path, const std::string
   if (error != 0) throw fmt::system_error(error, "cannot write to '{}'", path);
 }
 
+// What the run took: the greatest memory of a process, and the temporary bytes of all.
+std::string Effort(const TempFolder& folder, Peers& peers) {
+  const std::vector<long> memory = peers.GatherEach(PeakMemory());
+  const std::vector<std::size_t> bytes = peers.GatherEach(folder.MostBytes());
+  return fmt::format("peak memory {} KiB{}, temporary bytes {}\n",
+                     *std::max_element(memory.begin(), memory.end()),
+                     peers.Count() > 1 ? " of a process" : "",
+                     std::accumulate(bytes.begin(), bytes.end(), std::size_t{0}));
+}
+
 // Grows a tree and reports it. Nothing is printed before the temporary files are gone: a reader of
 // the output that leaves early ends the program.
-void Train(const Options& options) {
-  CheckOutput("dot", options.dot, options.input);
-  CheckOutput("model", options.model, options.input);
+void Train(const Options& options, Peers& peers) {
+  if (peers.Rank() == 0) {
+    CheckOutput("dot", options.dot, options.input);
+    CheckOutput("model", options.model, options.input);
+  }
   const auto place = [](const fs::path& path) { return fs::weakly_canonical(fs::absolute(path)); };
   if (!options.dot.empty() && !options.model.empty() && place(options.dot) == place(options.model))
     throw UsageError("dot: this is the model");
@@ -65,15 +75,14 @@ void Train(const Options& options) {
   std::string report, picture, effort;
   std::vector<std::string> warnings;
   try {
-    Table table = ReadTable(options, folder);
-    const Growth growth = GrowTree(table, options, folder.Settings());
+    Table table = ReadTable(options, folder, peers);
+    const Growth growth = GrowTree(table, options, peers, folder.Settings());
     folder.Measure();
     report = Report(table, growth);
     picture = Picture(table, growth.model);
     warnings = Warnings(table);
-    if (!options.model.empty()) WriteModel(growth.model, options.model);
-    effort =
-        fmt::format("peak memory {} KiB, temporary bytes {}\n", PeakMemory(), folder.MostBytes());
+    if (!options.model.empty() && peers.Rank() == 0) WriteModel(growth.model, options.model);
+    effort = Effort(folder, peers);
   } catch (const qxg_800::QxUtilsException& error) {
     std::error_code unknown;
     const bool isFull = fs::space(folder.Settings().GetTempDirectory(), unknown).available < kFull;
@@ -82,42 +91,63 @@ void Train(const Options& options) {
                                          error.what(), options.temp));
   }
   folder.Remove();
+  if (peers.Rank() > 0) return;
   if (!options.dot.empty()) WriteFile(options.dot, [&](std::ostream& file) { file << picture; });
   ClearProgress();
-  for (const std::string& warning : warnings) Complain(ToLocale(warning), 0);
+  for (const std::string& warning : warnings) Complain(ToLocale(warning));
   WriteTo(stdout, ToLocale(report));
   WriteTo(stderr, effort);
 }
 
 // Not before the options are read: their numbers have a full stop, as all that is written.
-void SetLocale() {
-  if (!std::setlocale(LC_ALL, ""))
-    Complain("the locale of the environment is not installed: texts are taken as UTF-8", 0);
+void SetLocale(const Peers& peers) {
+  if (!std::setlocale(LC_ALL, "") && peers.Rank() == 0)
+    Complain("the locale of the environment is not installed: texts are taken as UTF-8");
   if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
   std::setlocale(LC_NUMERIC, "C");
 }
 
-// Gives the exit status.
-int Main(int argc, char** argv) try {
-  const Options options = ParseOptions(argc, argv);
-  SetLocale();
-  if (!options.help.empty())
-    WriteTo(stdout, options.help);
-  else if (options.isPrediction)
+void Run(const Options& options, Peers& peers) {
+  if (!options.help.empty()) {
+    if (peers.Rank() == 0) WriteTo(stdout, options.help);
+  } else if (!options.isPrediction) {
+    Train(options, peers);
+  } else if (peers.Count() == 1) {
     Predict(options);
-  else
-    Train(options);
-  ClearProgress();
-  return 0;
-} catch (const Interrupted&) {
-  ClearProgress();
-  return kFailure;
-} catch (const UsageError& error) {
-  return Complain(error.what(), kWrongUse);
-} catch (const std::bad_alloc&) {
-  return Complain("out of memory", kFailure);
-} catch (const std::exception& error) {
-  return Complain(error.what(), kFailure);
+  } else {
+    throw UsageError("predict: it runs in one process");
+  }
+  peers.Leave();
+}
+
+// Gives the exit status.
+int Main(int argc, char** argv) {
+  const std::unique_ptr<Peers> peers = MeetPeers();
+  SetWatcher(peers.get());
+  std::string failure;
+  int status = kFailure;
+  try {
+    const Options options = ParseOptions(argc, argv);
+    SetLocale(*peers);
+    Run(options, *peers);
+    ClearProgress();
+    return 0;
+  } catch (const Interrupted&) {
+    ClearProgress();
+    return status;
+  } catch (const PeerFailed& other) {
+    peers->Fail(other.text, true);
+    return status;
+  } catch (const UsageError& error) {
+    failure = error.what();
+    status = kWrongUse;
+  } catch (const std::bad_alloc&) {
+    failure = "out of memory";
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  peers->Fail(peers->Name() + failure, false);
+  return status;
 }
 
 }  // namespace

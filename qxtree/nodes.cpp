@@ -39,8 +39,8 @@ Model MakeModel(Table& table, const Options& options, const Impurity& impurity,
     node.cases = impurity.CasesOf(sums.data());
     if (table.isRegression) {
       const double left = impurity.Of(sums.data());
-      node.mean = table.center + sums[1] / sums[0];
-      if (left > impurity.LeastImpurity(sums.data())) node.deviation = std::sqrt(left / sums[0]);
+      node.mean = table.center + impurity.MeanOf(sums.data());
+      if (left > impurity.LeastImpurity(sums.data())) node.deviation = std::sqrt(left / node.cases);
     } else {
       node.classes = std::move(grown.sums);
     }

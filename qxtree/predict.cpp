@@ -190,9 +190,9 @@ class Predictor : public CsvSink {
 
 void Predict(const Options& options) {
   const Model model = ReadModel(options.model);
-  if (isatty(STDOUT_FILENO) == 1) StopProgress();  // the lines would be lost among it
+  if (isatty(STDOUT_FILENO) == 1) SetProgressShown(false);  // the lines would be lost among it
   Predictor predictor(model);
-  ReadCsv(options.input, options.delimiter, predictor);
+  ReadCsv({{{options.input}}, {}}, options.delimiter, predictor);
   predictor.Finish();
 }
 

@@ -34,6 +34,10 @@ volatile std::sig_atomic_t caught = 0;  // the signal; 0: none
 
 extern "C" void Mark(int signal) { caught = signal; }
 
+extern "C" void MarkEndOfJob(int /*signal*/, siginfo_t* info, void* /*context*/) {
+  if (info->si_pid == getppid()) caught = SIGTERM;
+}
+
 // A signal that is ignored stays so, and so does one that a sanitizer handles.
 void Catch(int signal, int flags = 0) {
   struct sigaction action {};
@@ -57,9 +61,13 @@ std::string Duration(double seconds) {
 
 struct {
   bool isShown = isatty(STDERR_FILENO) == 1;
-  std::string task;  // empty: none is shown
+  std::string task;  // empty: none yet
+  bool isDrawn = false;
+  int number = 0;    // of the task
   Clock::time_point start, last;
 } progress;
+
+Watcher* watcher = nullptr;
 
 using Writer = std::function<void(std::ostream&)>;
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -115,6 +123,13 @@ void CatchSignals() {
   for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) Catch(signal);
 }
 
+void CatchEndOfJob() {
+  struct sigaction action {};
+  action.sa_sigaction = MarkEndOfJob;
+  action.sa_flags = SA_SIGINFO;
+  sigaction(SIGCONT, &action, nullptr);
+}
+
 void EndBySignal() {
   if (caught == 0) return;
   std::signal(caught, SIG_DFL);
@@ -123,7 +138,10 @@ void EndBySignal() {
 
 void Poll() {
   if (caught != 0) throw Interrupted();
+  if (watcher) watcher->Watch();
 }
+
+void SetWatcher(Watcher* other) { watcher = other; }
 
 void WriteTo(std::FILE* stream, std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0)
@@ -152,21 +170,36 @@ void ShowProgress(const char* task, double share) {
   if (isNew) progress.start = Clock::now();
   if (!isNew && SecondsSince(progress.last) < kShowSeconds) return;
   progress.task = task;
+  progress.number += isNew;
   progress.last = Clock::now();
+  Progress slowest{progress.number, share, {}};
+  progress.task.copy(slowest.task, sizeof slowest.task - 1);
+  if (watcher && !watcher->Slowest(slowest)) return;
   const double seconds = SecondsSince(progress.start);
-  std::string text = task;
-  if (share >= 0) text += fmt::format(" {:.0f}%", std::floor(100 * share));
-  if (share > 0 && seconds > kLeastTold)
-    text += ", " + Duration(seconds / share - seconds) + " left";
+  std::string text = slowest.task;
+  if (slowest.share >= 0) text += fmt::format(" {:.0f}%", std::floor(100 * slowest.share));
+  if (slowest.share > 0 && seconds > kLeastTold)
+    text += ", " + Duration(seconds / slowest.share - seconds) + " left";
   std::fprintf(stderr, "\r\033[K%s", text.c_str());
+  progress.isDrawn = true;
+}
+
+void ShowWaiting() {
+  if (!progress.task.empty()) ShowProgress(std::string(progress.task).c_str(), 1);
 }
 
 void ClearProgress() {
-  if (!progress.task.empty()) std::fputs("\r\033[K", stderr);
-  progress.task.clear();
+  if (progress.isDrawn) std::fputs("\r\033[K", stderr);
+  progress.isDrawn = false;
 }
 
-void StopProgress() { progress.isShown = false; }
+bool IsProgressShown() { return progress.isShown; }
+void SetProgressShown(bool isShown) { progress.isShown = isShown; }
+
+void Complain(const std::string& text) {
+  ClearProgress();
+  std::fprintf(stderr, "qxtree: %s\n", OneLine(text).c_str());
+}
 
 long PeakMemory() {
   // Unlike getrusage this does not count the program that started this one.

@@ -25,10 +25,14 @@ struct Interrupted {};
 // it is ignored.
 void CatchSignals();
 
+// Takes a SIGCONT of the parent for a SIGTERM, too. The daemon of Open MPI 4 sends it a second
+// before that, and SIGKILL at once after.
+void CatchEndOfJob();
+
 // Ends the process by the signal that left the mark; returns when there is none.
 void EndBySignal();
 
-// Throws Interrupted when there is a mark. Cheap.
+// Throws Interrupted when there is a mark, and what the watcher throws. Cheap.
 void Poll();
 
 // Writes all of the text to standard output or standard error. Throws std::system_error, and
@@ -39,16 +43,48 @@ void WriteTo(std::FILE* stream, std::string_view text);
 // there stays. Throws std::system_error.
 void WriteFile(const std::string& path, const std::function<void(std::ostream&)>& write);
 
-// Shows on standard error how far a task has come, in place of the last progress. `share` is from 0
-// to 1, or negative when it is not known. Does nothing where that is no terminal, or soon after the
-// last time.
+// How far a task has come, small enough to be sent.
+struct Progress {
+  int number = 0;     // of the task, from 1
+  double share = -1;  // from 0 to 1, or negative when it is not known
+  char task[24] = {};
+
+  bool operator<(const Progress& other) const {
+    return number != other.number ? number < other.number : share < other.share;
+  }
+};
+
+// Looks after other processes of the same run.
+class Watcher {
+ public:
+  // Called by Poll; may throw what ends this process, too.
+  virtual void Watch() = 0;
+  // Replaces this process's progress by that of the slowest one. False: another one shows it.
+  virtual bool Slowest(Progress& progress) = 0;
+
+ protected:
+  ~Watcher() = default;
+};
+
+// Null: there are none. It must outlive its use.
+void SetWatcher(Watcher* watcher);
+
+// Shows on standard error how far a task has come, in place of the last progress. `share` as above.
+// Does nothing where that is no terminal, or soon after the last time.
 void ShowProgress(const char* task, double share);
+
+// Shows the task that is done here, while this process waits for others.
+void ShowWaiting();
 
 // Takes the last progress away.
 void ClearProgress();
 
-// Shows none from here on.
-void StopProgress();
+// Whether progress is shown, by this process or the first one.
+bool IsProgressShown();
+void SetProgressShown(bool isShown);
+
+// Writes "qxtree: " and the text in one line to standard error, after the last progress is gone.
+void Complain(const std::string& text);
 
 // The most memory, in KiB, that was resident.
 long PeakMemory();

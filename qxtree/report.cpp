@@ -36,16 +36,15 @@ std::string Shown(const std::string& text) {
 std::string Line(const TableColumn& column) {
   if (column.isIgnored)
     return fmt::format(kLine, Shown(column.name), "ignored", "", "", "", "", "");
-  const qxg_800::QxStatistics& values = column.statistics;
+  const Summary& values = column.summary;
   const bool isDate = column.kind == Kind::Date;
-  std::string text = column.remark;
+  std::string text = column.remark + column.whyLeftOut;
   if (column.isInput && column.CountBins() > 0 && column.kind != Kind::Text) {
-    const double mean = values.GetMean(), deviation = values.GetStDev();
-    text = fmt::format(
-        "{} to {}, mean {}, deviation {}", ValueText(column.kind, values.GetMinimum()),
-        ValueText(column.kind, values.GetMaximum()),
-        isDate ? ValueText(column.kind, mean) : Number(mean, "%.6g"),
-        isDate ? Number(deviation / 86400, "%.6g") + " days" : Number(deviation, "%.6g"));
+    text = fmt::format("{} to {}, mean {}, deviation {}", ValueText(column.kind, values.least),
+                       ValueText(column.kind, values.greatest),
+                       isDate ? ValueText(column.kind, values.mean) : Number(values.mean, "%.6g"),
+                       isDate ? Number(values.deviation / 86400, "%.6g") + " days"
+                              : Number(values.deviation, "%.6g"));
   }
   const std::string distinct = !column.isInput   ? ""
                                : column.isMerged ? "merged"
@@ -140,8 +139,8 @@ std::string Report(const Table& table, const Growth& growth) {
                                  "bins", "values of training cases (distinct numbers too)");
   for (const TableColumn& column : table.columns) text += Line(column);
   text += fmt::format(
-      "records {}, without target {}, without weight {}; cases for training {}\n\nall", table.rows,
-      table.withoutTarget, table.withoutWeight, Number(growth.model.nodes[0].cases));
+      "records {}, without target {}, without weight {}; cases for training {}\n\nall",
+      table.records, table.withoutTarget, table.withoutWeight, Number(growth.model.nodes[0].cases));
   Rules(table, growth.model).Add(0, "  ", text);
   text += Gains(table, growth.gains);
   if (!growth.confusion.empty()) text += '\n' + growth.confusion;
@@ -151,19 +150,19 @@ std::string Report(const Table& table, const Growth& growth) {
 std::vector<std::string> Warnings(const Table& table) {
   std::vector<std::string> warnings;
   for (const TableColumn& column : table.columns) {
-    if (column.isLeftOut)
+    if (!column.whyLeftOut.empty())
       warnings.push_back(
-          fmt::format("column '{}' is left out: {}", Shown(column.name), column.remark));
+          fmt::format("column '{}' is left out: {}", Shown(column.name), column.whyLeftOut));
     if (column.malformed == 0) continue;
     const bool isText = column.kind == Kind::Text;
     warnings.push_back(fmt::format(
-        "column '{}': {} of {} cells {}, the first one '{}' in line {}; they are taken as missing "
+        "column '{}': {} of {} cells {}, the first one '{}' in {}; they are taken as missing "
         "({})",
-        Shown(column.name), column.malformed, table.rows,
+        Shown(column.name), column.malformed, table.records,
         isText                        ? "are not in the locale's code set"
         : column.kind == Kind::Number ? "are no numbers"
                                       : "are no dates",
-        column.firstMalformed, column.lineOfMalformed,
+        column.firstMalformed, column.placeOfMalformed,
         isText ? "set LC_ALL to the file's locale"
         : column.remark == "weight"
             ? "their records are not used, --missing tells which texts are meant to be"

@@ -33,23 +33,24 @@ Histogram Counts::Of(std::size_t column, std::size_t slot) const {
   return {fCells.data() + fStarts[column - fFirst] + slot * bins * fSums, bins};
 }
 
+std::size_t Counts::SizeOf(std::size_t column) const {
+  const std::size_t next = column + 1 - fFirst;
+  return (next < fStarts.size() ? fStarts[next] : fCells.size()) - fStarts[next - 1];
+}
+
 template <class Bin>
 void Counts::Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
-                 const Cases& cases) {
+                 const std::uint16_t* classes, const CaseSums* sums) {
   double* const cells = fCells.data() + fStarts[column - fFirst];
-  const std::size_t count = fBins[column - fFirst], sums = fSums;
-  const std::uint16_t* const classes = cases.classes.data();
+  const std::size_t count = fBins[column - fFirst], size = fSums;
   if (fIsRegression) {
     for (; chosen != end; ++chosen) {
-      double* const cell = cells + (chosen->slot * count + bins[chosen->row]) * sums;
-      const double sum = chosen->weight * cases.targets[chosen->row];
-      cell[0] += chosen->weight;
-      cell[1] += sum;
-      cell[2] += sum * cases.targets[chosen->row];
+      double* const cell = cells + (chosen->slot * count + bins[chosen->row]) * kRegressionSums;
+      for (std::size_t i = 0; i < kRegressionSums; ++i) cell[i] += sums[chosen->row][i];
     }
   } else {
     for (; chosen != end; ++chosen)
-      cells[(chosen->slot * count + bins[chosen->row]) * sums + classes[chosen->row]] +=
+      cells[(chosen->slot * count + bins[chosen->row]) * size + classes[chosen->row]] +=
           chosen->weight;
   }
 }
@@ -153,15 +154,21 @@ void Scan::Count(const Task& task, const Cases& cases) {
     *end = {static_cast<std::uint32_t>(row), slot, cases.weights[row]};
     end += static_cast<int>(slot != Counts::kNoSlot) & static_cast<int>(cases.weights[row] > 0);
   }
+  fSums.resize(fTable.isRegression ? cases.rows : 0);
+  for (std::size_t row = 0; row < fSums.size(); ++row)
+    fSums[row] = fTable.SumsOf(cases.weights[row], cases.targets[row]);
+  const auto add = [&](std::size_t place, const auto* bins) {
+    task.counts->Add(place, bins, fChosen.data(), end, cases.classes.data(), fSums.data());
+  };
   for (std::size_t place = task.counts->First(); place < task.counts->End(); ++place) {
     const unsigned char* const bins = fBins.data() + fStarts[place];
     if (!task.group->isWide[place]) {
-      task.counts->Add(place, bins, fChosen.data(), end, cases);
+      add(place, bins);
       continue;
     }
     fWide.resize(cases.rows);
     std::memcpy(fWide.data(), bins, cases.rows * sizeof fWide[0]);
-    task.counts->Add(place, fWide.data(), fChosen.data(), end, cases);
+    add(place, fWide.data());
   }
 }
 

@@ -33,6 +33,8 @@ class Counts {
          std::size_t slots);
 
   Histogram Of(std::size_t column, std::size_t slot) const;  // by place in the group
+  std::vector<double>& Cells() { return fCells; }            // column after column
+  std::size_t SizeOf(std::size_t column) const;              // in Cells()
   std::size_t First() const { return fFirst; }
   std::size_t End() const { return fEnd; }
 
@@ -42,10 +44,11 @@ class Counts {
     std::uint32_t slot;
     double weight;
   };
-  // Counts cases by the bins of one column of the group.
+  // Counts cases by the bins of one column of the group. `sums` are those of each row of the block,
+  // in regression.
   template <class Bin>
   void Add(std::size_t column, const Bin* bins, const Case* chosen, const Case* end,
-           const Cases& cases);
+           const std::uint16_t* classes, const CaseSums* sums);
 
  private:
   std::size_t fFirst, fEnd, fSums;
@@ -111,6 +114,7 @@ class Scan {
   std::vector<std::size_t> fStarts;   // in fBins
   std::vector<std::uint16_t> fWide;   // of one column of the block
   std::vector<Counts::Case> fChosen;
+  std::vector<CaseSums> fSums;
 };
 
 }  // namespace qxtree

@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "qxtree/process.h"
 
@@ -34,14 +36,19 @@ void Score::AddClass(std::size_t actual, std::size_t predicted, double cases) {
   if (!fCells.empty()) fCells[actual * fModel.classes.size() + predicted] += cases;
 }
 
-// The mean and the squares by the method of D. H. D. West, Communications of the ACM 22(9), 1979.
 void Score::AddNumber(double actual, double predicted, double cases) {
-  if (!(cases > 0)) return;
-  fErrors += cases * (actual - predicted) * (actual - predicted);
-  const double difference = actual - fMean, step = difference * (cases / (fCases + cases));
-  fSquares += fCases * difference * step;
-  fMean += step;
+  fErrors.Add(cases * (actual - predicted) * (actual - predicted));
+  fActual.Add(actual, cases);
   fCases += cases;
+}
+
+void Score::Add(const Score& other) {
+  fCases += other.fCases;
+  fCorrect += other.fCorrect;
+  fCommonest += other.fCommonest;
+  std::transform(fCells.begin(), fCells.end(), other.fCells.begin(), fCells.begin(), std::plus<>());
+  fActual.Add(other.fActual);
+  fErrors.Add(other.fErrors);
 }
 
 std::string Score::Line(const std::string& what) const {
@@ -51,10 +58,10 @@ std::string Score::Line(const std::string& what) const {
   if (!fModel.isRegression)
     return fmt::format("{} {:.4f} ({:.15g} of {:.15g} cases), commonest class {:.4f}\n", start,
                        fCorrect / fCases, fCorrect, fCases, fCommonest / fCases);
-  const std::string explained =
-      std::isfinite(fErrors / fSquares) ? fmt::format("{:.4f}", 1 - fErrors / fSquares) : "unknown";
+  const double errors = fErrors.Value(), left = errors / fActual.Squares();
+  const std::string explained = std::isfinite(left) ? fmt::format("{:.4f}", 1 - left) : "unknown";
   return fmt::format("{} {:.6g} (root of the mean square), share explained {} ({:.15g} cases)\n",
-                     start, std::sqrt(fErrors / fCases), explained, fCases);
+                     start, std::sqrt(errors / fCases), explained, fCases);
 }
 
 std::string Score::Table() const {

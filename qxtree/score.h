@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "qxtree/exactsum.h"
 #include "qxtree/model.h"
 
 namespace qxtree {
@@ -24,6 +25,14 @@ class Score {
 
   // In regression.
   void AddNumber(double actual, double predicted, double cases);
+
+  // Takes those of another process.
+  void Add(const Score& other);
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.fCases), visit(self.fCorrect), visit(self.fCommonest), visit(self.fCells);
+    visit(self.fActual), visit(self.fErrors);
+  }
 
   // "held-out accuracy 0.85 (85 of 100 cases), commonest class 0.5" for `what` "held-out". The
   // commonest class is that of the model's root. In regression the root of the mean square of the
@@ -45,9 +54,9 @@ class Score {
 
   const Model& fModel;
   double fCases = 0, fCorrect = 0, fCommonest = 0;
-  std::vector<double> fCells;      // a row for each actual class, the unknown ones last; or empty
-  double fMean = 0, fSquares = 0;  // in regression: of the actual values, and around their mean
-  double fErrors = 0;              // the sum of their squares
+  std::vector<double> fCells;  // a row for each actual class, the unknown ones last; or empty
+  Moments fActual;             // in regression
+  ExactSum fErrors;            // their squares
 };
 
 }  // namespace qxtree

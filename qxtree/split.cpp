@@ -14,8 +14,6 @@
 namespace qxtree {
 namespace {
 
-constexpr double kEqual = 1e-13;  // relative difference of gains that counts as none
-
 // One column's search for the best split of one node.
 class Search {
  public:
@@ -45,20 +43,21 @@ class Search {
     fBound = fImpurity.LeastGain(fAll.data());
   }
 
-  void Run(std::size_t number, Candidate& best) {
-    fBest = best.gain;
+  Candidate Run(std::size_t number) {
     const bool hasClasses = fIsText && !fImpurity.IsRegression() && fImpurity.Count() > 2;
     std::vector<double> levels;
     std::vector<const double*> sums;
     for (const std::size_t bin : fKnown) {
-      levels.push_back(Bin(bin)[1] / CasesOf(bin));  // the mean, or the share of the second class
+      levels.push_back(fImpurity.MeanOf(Bin(bin)));
       sums.push_back(Bin(bin));
     }
     if (fIsText) Order(hasClasses ? ComponentScores(sums, fImpurity.Count()) : levels);
     TryCuts();
     if (hasClasses) TryEachAlone();
     if (fHasOther && !fKnown.empty()) Try(fKnownSums, fOther, false, Way::Present, 0);
-    if (fFound) Take(number, best);
+    Candidate best;
+    if (fBest > 0) Take(number, best);
+    return best;
   }
 
  private:
@@ -86,19 +85,11 @@ class Search {
     fKnown = std::move(bins);
   }
 
-  // Of numbers, sums of what is on the right are added up from the right. Differences would bring
-  // the rounding of large sums into small ones. Cases add up exactly.
   void TryCuts() {
-    std::vector<Sums> rights(fImpurity.IsRegression() ? fKnown.size() + 1 : 1, Sums(fAll.size()));
-    for (std::size_t place = rights.size(); --place > 0;) {
-      rights[place - 1] = rights[place];
-      Add(rights[place - 1], Bin(fKnown[place - 1]));
-    }
     Sums left(fAll.size());
     for (std::size_t count = 1; count < fKnown.size(); ++count) {
       Add(left, Bin(fKnown[count - 1]));
-      TrySides(left, fImpurity.IsRegression() ? rights[count] : Less(fKnownSums, left), Way::Cut,
-               count);
+      TrySides(left, Less(fKnownSums, left), Way::Cut, count);
     }
   }
 
@@ -129,9 +120,8 @@ class Search {
     if (fImpurity.CasesOf(left.data()) < fMinCases || fImpurity.CasesOf(right.data()) < fMinCases)
       return;
     const double gain = fImpurity.Gain(left.data(), right.data());
-    if (!(gain > fBound && gain > fBest * (1 + kEqual))) return;
+    if (!(gain > fBound && IsBetter(gain, fBest))) return;
     fBest = gain;
-    fFound = true;
     fOtherLeft = otherLeft;
     fWay = way;
     fPlace = place;
@@ -154,7 +144,6 @@ class Search {
       if (IsLeft(place) != fOtherLeft)
         best.apart.push_back(static_cast<std::uint16_t>(fKnown[place]));
     std::sort(best.apart.begin(), best.apart.end());
-    // Added up, since differences would bring the rounding of large sums into small ones.
     for (Sums& sums : best.children) sums.assign(fAll.size(), 0.0);
     for (std::size_t bin = 0; bin < fHistogram.bins; ++bin)
       Add(best.children[best.GoesLeft(bin, fHistogram.bins - 1) ? 0 : 1], Bin(bin));
@@ -179,7 +168,7 @@ class Search {
   bool fHasOther = false;
   std::vector<std::size_t> fKnown;  // bins with cases, in the order in which they are cut
   double fBound = 0, fBest = 0;
-  bool fFound = false, fOtherLeft = false;
+  bool fOtherLeft = false;
   Way fWay = Way::Cut;
   std::size_t fPlace = 0;
 };
@@ -187,14 +176,14 @@ class Search {
 }  // namespace
 
 double Impurity::CasesOf(const double* sums) const {
-  return fIsRegression ? sums[0] : std::accumulate(sums, sums + fCount, 0.0);
+  return fIsRegression ? sums[kCases] : std::accumulate(sums, sums + fCount, 0.0);
 }
 
 // Parts are divided first, since squares may be too large or small.
 double Impurity::Of(const double* sums) const {
   const double cases = CasesOf(sums);
   if (!(cases > 0)) return 0;
-  if (fIsRegression) return std::max(0.0, sums[2] - sums[1] / cases * sums[1]);
+  if (fIsRegression) return std::max(0.0, SquaresOf(sums) - MeanOf(sums) * SumOf(sums));
   const auto subtract = [&](double rest, double part) { return rest - part / cases * part; };
   return std::accumulate(sums, sums + fCount, cases, subtract);
 }
@@ -202,13 +191,11 @@ double Impurity::Of(const double* sums) const {
 double Impurity::Gain(const double* left, const double* right) const {
   const double leftCases = CasesOf(left), rightCases = CasesOf(right);
   const double factor = leftCases / (leftCases + rightCases) * rightCases;
-  const auto square = [&](std::size_t i) {
-    const double distance = left[i] / leftCases - right[i] / rightCases;
-    return factor * distance * distance;
-  };
-  if (fIsRegression) return square(1);
+  const auto square = [factor](double distance) { return factor * distance * distance; };
+  if (fIsRegression) return square(MeanOf(left) - MeanOf(right));
   double gain = 0;
-  for (std::size_t i = 0; i < fCount; ++i) gain += square(i);
+  for (std::size_t i = 0; i < fCount; ++i)
+    gain += square(left[i] / leftCases - right[i] / rightCases);
   return gain;
 }
 
@@ -219,9 +206,9 @@ bool Candidate::GoesLeft(std::size_t bin, std::size_t missing) const {
   return std::binary_search(apart.begin(), apart.end(), bin) != missingLeft;
 }
 
-void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
-                  const Impurity& impurity, double minCases, Candidate& best) {
-  Search(histogram, column, impurity, minCases).Run(number, best);
+Candidate FindSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
+                    const Impurity& impurity, double minCases) {
+  return Search(histogram, column, impurity, minCases).Run(number);
 }
 
 }  // namespace qxtree

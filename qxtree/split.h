@@ -14,17 +14,15 @@
 
 namespace qxtree {
 
-// What is known of some training cases. Classification: the cases by class. Regression: cases, sum
-// and sum of squares of the target. Sums of groups add up to that of both.
+// What is known of some training cases. Classification: the cases by class. Regression: CaseSums.
+// Sums of groups add up to that of both, and differences are exact, too.
 using Sums = std::vector<double>;
 
 // What a tree is judged by: the Gini index, or the variance, each times the cases.
 class Impurity {
  public:
   explicit Impurity(const Table& table)
-      : fIsRegression(table.isRegression),
-        fCount(table.CountSums()),
-        fRounding(1e-13 + (fIsRegression ? 0x1p-53 * static_cast<double>(table.rows) : 0)) {}
+      : fIsRegression(table.isRegression), fCount(table.CountSums()) {}
 
   std::size_t Count() const { return fCount; }
   bool IsRegression() const { return fIsRegression; }
@@ -34,15 +32,22 @@ class Impurity {
   // of impurities does.
   double Gain(const double* left, const double* right) const;
   // Rounding alone may bring about a smaller impurity, or a smaller gain, of what has none.
-  double LeastImpurity(const double* sums) const { return fRounding * Scale(sums); }
-  double LeastGain(const double* sums) const { return fRounding * fRounding * Scale(sums); }
+  double LeastImpurity(const double* sums) const { return kRounding * Scale(sums); }
+  double LeastGain(const double* sums) const { return kRounding * kRounding * Scale(sums); }
+  // Of the target, or the share of the second class.
+  double MeanOf(const double* sums) const {
+    return (fIsRegression ? SumOf(sums) : sums[1]) / CasesOf(sums);
+  }
 
  private:
-  double Scale(const double* sums) const { return fIsRegression ? sums[2] : CasesOf(sums); }
+  static constexpr double kRounding = 1e-13;
+
+  static double SumOf(const double* sums) { return sums[kSum] + sums[kSumRest]; }
+  static double SquaresOf(const double* sums) { return sums[kSquares] + sums[kSquaresRest]; }
+  double Scale(const double* sums) const { return fIsRegression ? SquaresOf(sums) : CasesOf(sums); }
 
   bool fIsRegression;
   std::size_t fCount;
-  double fRounding;  // of sums of the target; cases add up exactly
 };
 
 // A split of a node, as far as it is found.
@@ -55,6 +60,11 @@ struct Candidate {
   std::vector<std::uint16_t> apart;  // categories that don't go with the missing, ascending
   Sums children[2];                  // left and right
 
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.gain), visit(self.column), visit(self.form), visit(self.missingLeft);
+    visit(self.cut), visit(self.apart), visit(self.children[0]), visit(self.children[1]);
+  }
   bool GoesLeft(std::size_t bin, std::size_t missing) const;
 };
 
@@ -64,7 +74,10 @@ struct Histogram {
   std::size_t bins;     // with that of missing cells
 };
 
-// Replaces `best` when this column has a better split of the node.
+// Whether a gain is greater than another one, by more than rounding may bring about.
+inline bool IsBetter(double gain, double than) { return gain > than * (1 + 1e-13); }
+
+// The best split of the node by this column.
 //
 // Values are cut between bins. Categories with fewer than `minCases` go with the missing. The
 // others are ordered and cut:
@@ -76,8 +89,8 @@ struct Histogram {
 //
 // What is missing is tried on either side (Chen, Guestrin, "XGBoost: A Scalable Tree Boosting
 // System", 2016), and on its own. Of equal gains the first one is taken.
-void ImproveSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
-                  const Impurity& impurity, double minCases, Candidate& best);
+Candidate FindSplit(const Histogram& histogram, const TableColumn& column, std::size_t number,
+                    const Impurity& impurity, double minCases);
 
 }  // namespace qxtree
 

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "qxtree/categories.h"
 #include "qxtree/importer.h"
 #include "qxtree/target.h"
 
@@ -20,16 +21,21 @@ constexpr std::size_t kColumnsPerGroup = 32;  // so many files are open at once
 
 class TableMaker {
  public:
-  TableMaker(const Options& options, TempFolder& folder)
-      : fOptions(options), fFolder(folder), fImporter(options, folder), fTable(folder.Settings()) {}
+  TableMaker(const Options& options, TempFolder& folder, Peers& peers)
+      : fOptions(options),
+        fFolder(folder),
+        fPeers(peers),
+        fImport(ImportRows(options, folder, peers)),
+        fImporter(*fImport.importer),
+        fTable(folder.Settings()) {}
 
   Table Make() {
-    fImporter.Read();
     fTable.rows = fImporter.CountRows();
+    fTable.records = fImport.facts.rows;
     fTable.target = fImporter.Target();
     fTable.hasWeights = fImporter.Weight() != Importer::kNone;
     for (std::size_t i = 0; i < fImporter.CountColumns(); ++i) Describe(i);
-    ReadTarget(fImporter, fOptions, fTable);
+    ReadTarget(fImport, fOptions, fPeers, fTable);
     for (std::size_t i = 0; i < fTable.columns.size(); ++i)
       if (fTable.columns[i].isInput) AddInput(i);
     if (!fGroup.empty()) WriteGroup();
@@ -46,22 +52,14 @@ class TableMaker {
   };
 
   void Describe(std::size_t i) {
-    TableColumn column;
-    column.name = fImporter.Name(i);
-    const Column* const from = fImporter.Get(i);
-    column.isIgnored = !from;
-    if (from) {
-      column.kind = from->GetKind();
-      column.isEmpty = from->IsEmpty();
-      column.remark = i == fImporter.Weight() ? "weight" : from->WhyLeftOut();
-      column.isLeftOut = !from->WhyLeftOut().empty();
-      column.missing = from->CountMissing();
-      column.malformed = from->CountMalformed();
-      column.firstMalformed = from->FirstMalformed();
-      column.lineOfMalformed = from->LineOfMalformed();
-    }
-    column.isInput = from && i != fTable.target && column.remark.empty() && !column.isEmpty;
-    fTable.columns.push_back(std::move(column));
+    TableColumn& column = fTable.columns.emplace_back();
+    static_cast<ColumnFacts&>(column) = fImport.facts.columns[i];
+    column.name = fImport.facts.names[i];
+    column.isIgnored = !fImporter.Get(i);
+    const bool isWeight = i == fImporter.Weight();
+    if (isWeight) column.remark = "weight";
+    column.isInput = !column.isIgnored && i != fTable.target && !isWeight &&
+                     column.whyLeftOut.empty() && !column.isEmpty;
   }
 
   void AddInput(std::size_t i) {
@@ -69,30 +67,34 @@ class TableMaker {
     Column& from = *fImporter.Get(i);
     Input input{i, fImporter.TakeStream(i), {}};
     if (column.kind == Kind::Text) {
-      input.categories = SortCategories(from.Texts());
+      input.categories = SortCategories(from.Texts(), fImporter.TextBytes(), fPeers);
       column.categories = std::move(input.categories.texts);
       column.distinct = column.categories.size();
+      column.whyLeftOut = input.categories.whyNot;
     } else {
       Distinct distinct;
-      AddValues(input.cells, from, distinct);
+      do {
+        AddValues(input.cells, from, column.kind, distinct);
+        distinct.EndPass();
+        fPeers.Join(distinct);
+      } while (distinct.HasCoarse());
       column.bins =
           MakeBins(column.kind, distinct.Groups(), static_cast<std::size_t>(fOptions.bins));
       column.distinct = distinct.Groups().size();
       fTable.binBytes += column.bins.Bytes();
       CheckBins(i + 1);
       column.isMerged = distinct.IsMerged();
-      column.statistics = distinct.Statistics();
+      column.summary = distinct.Summarize();
     }
     // A histogram of one node has to fit.
     const std::size_t bytes = fTable.HistogramBytes(column);
-    if (bytes > static_cast<std::size_t>(fOptions.memory) / 4) {
+    if (bytes > static_cast<std::size_t>(fOptions.memory) / 4)
+      column.whyLeftOut = fmt::format("counts of {} bins by class need {}M of memory",
+                                      column.CountBins(), bytes / (1 << 20) * 4 + 4);
+    if (!column.whyLeftOut.empty()) {
       column.isInput = false;
-      column.isLeftOut = true;
-      from.Texts().Clear();
       column.categories = {};
-      column.remark = fmt::format("counts of {} bins by class need {}M of memory",
-                                  column.CountBins(), bytes / (1 << 20) * 4 + 4);
-      return;
+      return from.Texts().Clear();
     }
     fGroup.push_back(std::move(input));
     if (fGroup.size() == kColumnsPerGroup) WriteGroup();
@@ -108,8 +110,8 @@ class TableMaker {
   }
 
   // Of training cases.
-  void AddValues(Stream& stream, const Column& from, Distinct& distinct) {
-    ColumnReader reader(stream, from.GetKind(), nullptr);
+  void AddValues(Stream& stream, const Column& from, Kind kind, Distinct& distinct) {
+    ColumnReader reader(stream, kind, nullptr);
     CasesReader readCases(fTable);
     const bool isCoded = from.IsCodedThroughout();
     std::vector<double> ofCode, weights(kBlockRows);
@@ -134,7 +136,7 @@ class TableMaker {
     }
     if (isCoded)
       for (std::size_t code = Block::FirstValue; code < ofCode.size(); ++code)
-        distinct.AddDistinct(reader.Table()[code], ofCode[code]);
+        if (ofCode[code] > 0) distinct.Add(reader.Table()[code], ofCode[code]);
   }
 
   void WriteGroup() {
@@ -181,15 +183,17 @@ class TableMaker {
 
   const Options& fOptions;
   TempFolder& fFolder;
-  Importer fImporter;
+  Peers& fPeers;
+  Import fImport;
+  Importer& fImporter;
   Table fTable;
   std::vector<Input> fGroup;
 };
 
 }  // namespace
 
-Table ReadTable(const Options& options, TempFolder& folder) {
-  return TableMaker(options, folder).Make();
+Table ReadTable(const Options& options, TempFolder& folder, Peers& peers) {
+  return TableMaker(options, folder, peers).Make();
 }
 
 CasesReader::CasesReader(Table& table) : fTable(table) { fTable.cases.Rewind(); }

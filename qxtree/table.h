@@ -5,6 +5,7 @@
 #ifndef QXTREE_TABLE_H
 #define QXTREE_TABLE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -14,30 +15,24 @@
 #include "qxtree/cells.h"
 #include "qxtree/column.h"
 #include "qxtree/options.h"
+#include "qxtree/peers.h"
 #include "qxtree/process.h"
 #include "qxtree/stream.h"
-#include "qxutils/numeric/qxstatistics.h"
 
 namespace qxtree {
 
 // A column of the file.
-struct TableColumn {
+struct TableColumn : ColumnFacts {
   std::string name;
-  Kind kind = Kind::Number;
-  bool isIgnored = false;           // it is not read
-  bool isEmpty = false;             // no cell but missing ones
-  bool isInput = false;             // may explain the target
-  bool isLeftOut = false;           // though it is not ignored
-  std::string remark;               // why it may not, or what the target is taken as
-  long missing = 0, malformed = 0;  // cells
-  std::string firstMalformed;       // by ShownCell
-  long lineOfMalformed = 0;
+  bool isIgnored = false;  // it is not read
+  bool isInput = false;    // may explain the target
+  std::string remark;      // what else it is
 
   std::size_t distinct = 0;  // categories, or values of training cases
   // Of training cases, where it is an input of numbers or dates.
   Bins bins;
   bool isMerged = false;
-  qxg_800::QxStatistics statistics{1 | 2 | 4 | 8};
+  Summary summary;
   // Of texts, in the order of their bytes, until the model takes them.
   std::vector<std::string> categories;
 
@@ -64,6 +59,10 @@ struct Cases {
   std::vector<double> targets;         // regression: less the table's center
 };
 
+// What a regression adds up of its cases, without rounding.
+enum : std::size_t { kCases, kSum, kSquares, kSumRest, kSquaresRest, kRegressionSums };
+using CaseSums = std::array<double, kRegressionSums>;
+
 struct Table {
   explicit Table(const Arbex_800::EnvironmentSettings& settings) : cases(settings) {}
 
@@ -72,25 +71,34 @@ struct Table {
   bool isRegression = false;
   std::vector<std::string> classes;
   double center = 0;  // near the mean of the target
+  Slicer sumSlicer, squareSlicer;
   bool hasWeights = false;
-  std::size_t rows = 0;
+  std::size_t rows = 0;                       // of this process
+  std::size_t records = 0;                    // of all processes, as all else that is told
   long withoutTarget = 0, withoutWeight = 0;  // records
   std::size_t binBytes = 0;                   // of all columns
   std::vector<CodeGroup> groups;
   Stream cases;
 
-  // Numbers that a histogram has for a bin: a class each, or cases, sum and squares.
-  std::size_t CountSums() const { return isRegression ? 3 : classes.size(); }
+  // Numbers that a histogram has for a bin: a class each, or the sums of a regression.
+  std::size_t CountSums() const { return isRegression ? kRegressionSums : classes.size(); }
+  // Of a case; `value` is the target less the center.
+  CaseSums SumsOf(double weight, double value) const {
+    const double number = weight * value, square = number * value;
+    const double sum = sumSlicer.First(number), squares = squareSlicer.First(square);
+    return {weight, sum, squares, sumSlicer.Second(number - sum),
+            squareSlicer.Second(square - squares)};
+  }
   // Of one node.
   std::size_t HistogramBytes(const TableColumn& column) const {
     return (column.CountBins() + 1) * CountSums() * sizeof(double);
   }
 };
 
-// Streams the file of the options into the folder. Throws UsageError for a column that is not
-// there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
+// Streams this process's part of the input into the folder. Throws UsageError for a column that is
+// not there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
 // suffice, a column's name can't be converted, and for a target that does not fit the task.
-Table ReadTable(const Options& options, TempFolder& folder);
+Table ReadTable(const Options& options, TempFolder& folder, Peers& peers);
 
 // Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G.
 // L. Steele, D. Lea, C. H. Flood, Fast Splittable Pseudorandom Number Generators, 2014).

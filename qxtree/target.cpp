@@ -7,10 +7,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
+#include "qxtree/categories.h"
 #include "qxutils/iterators/binencodercache.h"
 
 namespace qxtree {
@@ -19,25 +22,71 @@ namespace {
 constexpr std::size_t kFewClasses = 20;  // distinct whole numbers that stay classes
 using Task = Options::Task;
 
+// What is found out about the target before it is settled.
+struct Tally {
+  long withoutTarget = 0, withoutWeight = 0;  // records
+  ExactSum total, sum;                        // cases; times the target, where it is no class
+  bool areClasses = true;
+  qxg_800::ValueWeights classes;  // of numbers and dates, while they may be classes
+
+  void Add(const Tally& other) {
+    withoutTarget += other.withoutTarget;
+    withoutWeight += other.withoutWeight;
+    total.Add(other.total);
+    sum.Add(other.sum);
+    areClasses = areClasses && other.areClasses;
+    for (const qxg_800::record& known : other.classes) classes[known.value] += known.weight;
+  }
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    std::vector<qxg_800::record> known;  // classes, in a form that can be sent
+    for (const qxg_800::record& one : self.classes) known.push_back(one);
+    visit(self.withoutTarget), visit(self.withoutWeight), visit(self.total), visit(self.sum);
+    visit(self.areClasses), visit(known);
+    if constexpr (!std::is_const_v<Self>) {
+      self.classes = {};
+      for (const qxg_800::record& one : known) self.classes[one.value] = one.weight;
+    }
+  }
+};
+
+// How large the numbers of a regression are.
+struct Magnitudes {
+  ExactSum numbers, squares;
+
+  void Add(const Magnitudes& other) {
+    numbers.Add(other.numbers);
+    squares.Add(other.squares);
+  }
+};
+
 class TargetReader {
  public:
-  TargetReader(Importer& importer, const Options& options, Table& table)
+  TargetReader(Import& import, const Options& options, Peers& peers, Table& table)
       : fOptions(options),
+        fPeers(peers),
         fTable(table),
         fColumn(table.columns[table.target]),
-        fpSource(importer.Get(table.target)),
-        fTargets(importer.TakeStream(table.target)) {
-    if (table.hasWeights) fWeights.emplace(importer.TakeStream(importer.Weight()));
+        fImporter(*import.importer),
+        fFirstRow(import.rowsBefore),
+        fTexts(fImporter.Get(table.target)->Texts()),
+        fTargets(fImporter.TakeStream(table.target)) {
+    if (table.hasWeights) fWeights.emplace(fImporter.TakeStream(fImporter.Weight()));
   }
 
   void Read() {
-    if (!fpSource->WhyLeftOut().empty()) Fail(fpSource->WhyLeftOut());
+    if (!fColumn.whyLeftOut.empty()) Fail(fColumn.whyLeftOut);
     if (fColumn.isEmpty) Fail("all cells are missing");
     if (fOptions.task == Task::Regression && fColumn.kind != Kind::Number)
       Fail("a regression needs numbers");
-    fAreClasses = fOptions.task != Task::Regression;
+    fTally.areClasses = fOptions.task != Task::Regression;
     Count();
-    if (!std::isfinite(fTotal)) throw std::runtime_error("the total of cases is not finite");
+    fPeers.Join(fTally);
+    fTally.areClasses = fTally.areClasses && fTally.classes.size() <= MostClasses();
+    fTable.withoutTarget = fTally.withoutTarget;
+    fTable.withoutWeight = fTally.withoutWeight;
+    if (!std::isfinite(fTally.total.Value()))
+      throw std::runtime_error("the total of cases is not finite");
     Settle();
     Write();
   }
@@ -49,6 +98,7 @@ class TargetReader {
 
   // A number may be either class or number.
   bool IsOpen() const { return fColumn.kind == Kind::Number && fOptions.task == Task::Automatic; }
+  std::size_t MostClasses() const { return IsOpen() ? kFewClasses : kMostCategories; }
 
   // Calls use(rows, values, weights) for each block of the table.
   template <class OfValue, class OfWeight, class Use>
@@ -58,7 +108,7 @@ class TargetReader {
         std::transform(values, values + count, out, of);
       };
     };
-    Mapped<double> readValues(fTargets, fColumn.kind, &fpSource->Texts());
+    Mapped<double> readValues(fTargets, fColumn.kind, &fTexts);
     std::optional<Mapped<double>> readWeights;
     if (fWeights) readWeights.emplace(*fWeights, Kind::Number, nullptr);
     std::vector<double> values(kBlockRows), weights(kBlockRows, 1.0);
@@ -72,44 +122,49 @@ class TargetReader {
   }
 
   void Count() {
-    const std::size_t most = IsOpen() ? kFewClasses : kMostCategories;
     const auto itself = [](double value) { return value; };
-    ForEachBlock(
-        itself, itself, [&](std::size_t rows, const double* values, const double* weights) {
-          for (std::size_t i = 0; i < rows; ++i) {
-            const bool hasTarget = std::isfinite(values[i]);
-            const bool hasWeight = std::isfinite(weights[i]) && weights[i] >= 0;
-            fTable.withoutTarget += !hasTarget;
-            fTable.withoutWeight += !hasWeight;
-            if (!hasTarget || !hasWeight) continue;
-            fTotal += weights[i];
-            fSum += weights[i] * values[i];
-            if (!fAreClasses || fColumn.kind == Kind::Text) continue;
-            fClasses[values[i]] += weights[i];
-            fAreClasses =
-                fClasses.size() <= most && !(IsOpen() && values[i] != std::floor(values[i]));
-          }
-        });
+    ForEachBlock(itself, itself,
+                 [&](std::size_t rows, const double* values, const double* weights) {
+                   for (std::size_t i = 0; i < rows; ++i) CountRecord(values[i], weights[i]);
+                 });
+    for (const auto& known : fTally.classes) fTally.sum.AddProduct(known.weight, known.value);
+  }
+
+  void CountRecord(double value, double weight) {
+    const bool hasTarget = std::isfinite(value), hasWeight = std::isfinite(weight) && weight >= 0;
+    fTally.withoutTarget += !hasTarget;
+    fTally.withoutWeight += !hasWeight;
+    if (!hasTarget || !hasWeight) return;
+    fTally.total.Add(weight);
+    if (fColumn.kind == Kind::Text) return;
+    if (!fTally.areClasses) return fTally.sum.AddProduct(weight, value);
+    fTally.classes[value] += weight;
+    const bool isFraction = IsOpen() && value != std::floor(value);
+    fTally.areClasses = fTally.classes.size() <= MostClasses() && !isFraction;
   }
 
   void Settle() {
-    if (!fAreClasses && (fOptions.task == Task::Classes || fColumn.kind == Kind::Date))
+    const bool areClasses = fTally.areClasses;
+    if (!areClasses && (fOptions.task == Task::Classes || fColumn.kind == Kind::Date))
       Fail(fmt::format("more than {} classes", kMostCategories));
-    fTable.isRegression = !fAreClasses;
-    fColumn.remark = fAreClasses ? "target, as classes" : "target, as a number";
+    fTable.isRegression = !areClasses;
+    fColumn.remark = areClasses ? "target, as classes" : "target, as a number";
     if (IsOpen())
-      fColumn.remark += fAreClasses ? fmt::format(" ({} whole numbers)", fClasses.size())
-                                    : " (many values, or fractions)";
+      fColumn.remark += areClasses ? fmt::format(" ({} whole numbers)", fTally.classes.size())
+                                   : " (many values, or fractions)";
     if (fTable.isRegression) {
-      fTable.center = fTotal > 0 ? fSum / fTotal : 0;
+      const double total = fTally.total.Value();
+      fTable.center = total > 0 ? fTally.sum.Value() / total : 0;
       if (!std::isfinite(fTable.center)) Fail("the numbers are too large");
     } else if (fColumn.kind == Kind::Text) {
-      fCategories = SortCategories(fpSource->Texts());
+      fCategories = SortCategories(fTexts, fImporter.TextBytes(), fPeers);
+      if (!fCategories.whyNot.empty()) Fail(fCategories.whyNot);
       fTable.classes = fCategories.texts;
     } else {
-      for (const auto& known : fClasses)
+      for (const auto& known : fTally.classes) {
         fTable.classes.push_back(ValueText(fColumn.kind, known.value));
-      for (const auto& known : fClasses) fValues.push_back(known.value);
+        fValues.push_back(known.value);
+      }
     }
   }
 
@@ -123,14 +178,14 @@ class TargetReader {
   }
 
   void Write() {
-    const double quantum = Quantum(fTotal);
+    const double quantum = Quantum(fTally.total.Value());
     const auto rounded = [&](double weight) {
       const bool isWeight = std::isfinite(weight) && weight >= 0;
       return isWeight ? std::nearbyint(weight / quantum) * quantum : 0.0;
     };
     const auto mark = [this](double value) { return Mark(value); };
     std::vector<double> cases(kBlockRows);
-    std::size_t row = 0;
+    std::size_t row = fFirstRow;
     ForEachBlock(mark, rounded, [&](std::size_t rows, const double* values, const double* weights) {
       for (std::size_t i = 0; i < rows; ++i)
         cases[i] = IsHeldOut(fOptions, row++) ? -weights[i] : weights[i];
@@ -140,46 +195,54 @@ class TargetReader {
         fTable.cases.Write(cases.data(), rows * sizeof cases[0]);
       else
         fTable.cases.WriteAs<signed char>(cases.data(), rows);
-      if (fTable.isRegression)
+      if (fTable.isRegression) {
         fTable.cases.Write(values, rows * sizeof *values);
-      else
+        Measure(rows, cases.data(), values);
+      } else {
         fTable.cases.WriteAs<std::uint16_t>(values, rows);
+      }
     });
+    if (fTable.isRegression) SetSlicers();
+  }
+
+  void Measure(std::size_t rows, const double* cases, const double* values) {
+    for (std::size_t i = 0; i < rows; ++i) {
+      if (cases[i] == 0) continue;
+      const double magnitude = std::abs(cases[i] * values[i]);
+      fMagnitudes.numbers.Add(magnitude);
+      fMagnitudes.squares.Add(magnitude * std::abs(values[i]));
+    }
+  }
+
+  void SetSlicers() {
+    constexpr double kMost = 0x1p1000;
+    fPeers.Join(fMagnitudes);
+    const double magnitudes = fMagnitudes.numbers.Value(), squares = fMagnitudes.squares.Value();
+    if (!(magnitudes < kMost && squares < kMost)) Fail("the numbers are too large");
+    const auto rows = static_cast<double>(fTable.records);
+    fTable.sumSlicer = Slicer(magnitudes, rows);
+    fTable.squareSlicer = Slicer(squares, rows);
   }
 
   const Options& fOptions;
+  Peers& fPeers;
   Table& fTable;
   TableColumn& fColumn;
-  Column* const fpSource;
+  Importer& fImporter;
+  const std::size_t fFirstRow;  // of this process
+  const Dictionary& fTexts;
   Stream fTargets;
   std::optional<Stream> fWeights;
-  bool fAreClasses = false;
-  double fTotal = 0, fSum = 0;     // cases; times the target
-  qxg_800::ValueWeights fClasses;  // of numbers and dates, while they may be classes
-  std::vector<double> fValues;     // the same, ascending
-  Categories fCategories;          // of texts
+  Tally fTally;
+  Magnitudes fMagnitudes;       // of the target less the center
+  std::vector<double> fValues;  // the classes of numbers and dates, ascending
+  Categories fCategories;       // those of texts
 };
 
 }  // namespace
 
-void ReadTarget(Importer& importer, const Options& options, Table& table) {
-  TargetReader(importer, options, table).Read();
-}
-
-Categories SortCategories(const Dictionary& dictionary) {
-  std::vector<std::pair<std::string, int>> texts;
-  dictionary.ForEach([&](std::string_view text, int code) {
-    if (code >= Block::FirstValue) texts.emplace_back(*ToUtf8(text), code - Block::FirstValue);
-  });
-  std::sort(texts.begin(), texts.end());
-  Categories categories;
-  categories.placeOf.resize(dictionary.Size());  // of texts that are missing, too
-  for (auto& [text, code] : texts) {
-    categories.placeOf[static_cast<std::size_t>(code)] =
-        static_cast<std::uint16_t>(categories.texts.size());
-    categories.texts.push_back(std::move(text));
-  }
-  return categories;
+void ReadTarget(Import& import, const Options& options, Peers& peers, Table& table) {
+  TargetReader(import, options, peers, table).Read();
 }
 
 }  // namespace qxtree

@@ -5,9 +5,6 @@
 #ifndef QXTREE_TARGET_H
 #define QXTREE_TARGET_H
 
-#include <cstdint>
-#include <vector>
-
 #include "qxtree/importer.h"
 #include "qxtree/options.h"
 #include "qxtree/table.h"
@@ -17,14 +14,7 @@ namespace qxtree {
 // Fills in what the table says of its target and writes `table.cases`. Texts, and few distinct
 // whole numbers, are classes unless the options decide. Weights are rounded so that they add up
 // without further rounding, whatever the order. Throws as ReadTable does.
-void ReadTarget(Importer& importer, const Options& options, Table& table);
-
-// The texts of a column in the order of their bytes, in UTF-8; and by code the place of each.
-struct Categories {
-  std::vector<std::string> texts;
-  std::vector<std::uint16_t> placeOf;
-};
-Categories SortCategories(const Dictionary& dictionary);
+void ReadTarget(Import& import, const Options& options, Peers& peers, Table& table);
 
 }  // namespace qxtree
 

@@ -32,7 +32,7 @@ struct Growth {
 // `settings` name the folder for temporary files. Throws Interrupted and what streams throw. Throws
 // std::runtime_error when there are no training cases, and when the nodes do not fit into the
 // memory. It does so, too, when squares of the target's deviations overflow or vanish.
-Growth GrowTree(Table& table, const Options& options,
+Growth GrowTree(Table& table, const Options& options, Peers& peers,
                 const Arbex_800::EnvironmentSettings& settings);
 
 }  // namespace qxtree

@@ -235,25 +235,53 @@ TEST(QxTreeDictionary, IsAMapWithinItsShare) {
   }
 }
 
+// Also checks what is told of them.
+std::vector<Group> GroupsOf(const std::vector<std::pair<double, double>>& cases) {
+  Distinct distinct;
+  do {
+    for (const auto& [value, weight] : cases) distinct.Add(value, weight);
+    distinct.EndPass();
+  } while (distinct.HasCoarse());
+  long double total = 0, mean = 0, squares = 0;
+  for (const auto& [value, weight] : cases) total += weight;
+  for (const auto& [value, weight] : cases) mean += weight * value / total;
+  for (const auto& [value, weight] : cases) squares += weight * (value - mean) * (value - mean);
+  const Summary summary = distinct.Summarize();
+  if (squares < 1e300 && total > 1) {
+    EXPECT_NEAR(summary.mean, static_cast<double>(mean), 1e-9 * std::abs(summary.greatest));
+    EXPECT_NEAR(summary.deviation, static_cast<double>(std::sqrt(squares / (total - 1))),
+                1e-9 * summary.deviation);
+  }
+  return distinct.Groups();
+}
+
 TEST(QxTreeBins, GroupsAreThoseOfAMap) {
   for (unsigned seed = 0; seed < 12; ++seed) {
     Random random(seed);
     const long rows = seed < 8 ? random.Below(3000) : 200000, few = seed % 2 ? 40 : 1000000;
-    Distinct distinct;
     std::map<double, double> model;  // takes -0 for 0
+    std::vector<std::pair<double, double>> cases;
     for (long row = 0; row < rows; ++row) {
       double value = seed % 3 ? random.Number() : static_cast<double>(random.Below(few)) - 20;
-      if (value == 0) value = 0;  // as ParseNumber gives it
-      const double weight = static_cast<double>(1 + random.Below(16)) / 8;
-      distinct.Add(value, weight);
-      model[value] += weight;
+      if (row % 3 == 1) value = 1e9 + static_cast<double>(row) / 1e6;  // many, close together
+      if (value == 0) value = 0;                                       // as ParseNumber gives it
+      cases.emplace_back(value, static_cast<double>(1 + random.Below(16)) / 8);
+      model[value] += cases.back().second;
     }
-    const std::vector<Group> groups = distinct.Groups();
-    EXPECT_EQ(distinct.IsMerged(), model.size() > Distinct::kMost);
-    if (!distinct.IsMerged()) {
-      ASSERT_EQ(groups.size(), model.size());
-    }
-    for (const std::size_t most : {groups.size() + 1, 1UL, 255UL}) {
+    const std::vector<Group> groups = GroupsOf(cases);
+    const double total =
+        std::accumulate(model.begin(), model.end(), 0.0,
+                        [](double sum, const auto& one) { return sum + one.second; });
+    for (const Group& group : groups)
+      ASSERT_TRUE(group.least == group.greatest ||
+                  (model.size() > Distinct::kMost && group.weight < total / 1000));
+    std::shuffle(cases.begin(), cases.end(), random.engine);
+    const std::vector<Group> same = GroupsOf(cases);
+    ASSERT_TRUE(std::equal(
+        groups.begin(), groups.end(), same.begin(), same.end(), [](const Group& a, const Group& b) {
+          return a.least == b.least && a.greatest == b.greatest && a.weight == b.weight;
+        }));
+    for (const std::size_t most : {std::min(groups.size() + 1, 65534UL), 1UL, 255UL}) {
       const std::vector<Group> joined = Join(groups, most);
       ASSERT_EQ(joined.size(), std::min(most, groups.size()));
       const Bins bins = MakeBins(Kind::Number, groups, most);
@@ -372,6 +400,7 @@ TEST(QxTreeStream, HoldsTheCellsOfAColumn) {
                            share,
                            0,
                            1 + static_cast<std::size_t>(random.Below(seed % 2 ? 5 : 500)),
+                           "",
                            [] { return false; }};
     Column column(std::nullopt, context, 0);
     std::vector<std::string> cells;
@@ -399,14 +428,14 @@ TEST(QxTreeStream, HoldsTheCellsOfAColumn) {
     column.Finish();
     views->Close(0);
     files.push_back(views->TakeFile(0));
-    ASSERT_EQ(column.WhyLeftOut(), "");
-    EXPECT_EQ(column.CountMissing(), countMissing);
-    EXPECT_EQ(column.CountMalformed(), countMalformed);
-    const bool isText = column.GetKind() == Kind::Text;
+    ASSERT_EQ(column.Facts().whyLeftOut, "");
+    EXPECT_EQ(column.Facts().missing, countMissing);
+    EXPECT_EQ(column.Facts().malformed, countMalformed);
+    const bool isText = column.Facts().kind == Kind::Text;
     EXPECT_TRUE(isText || share.used == 0);
     Stream stream(std::move(files), folder.Settings());
     for (int pass = 0; pass < 2; ++pass) {
-      ColumnReader reader(stream, column.GetKind(), &column.Texts());
+      ColumnReader reader(stream, column.Facts().kind, &column.Texts());
       std::map<std::string, double> codes;
       for (std::size_t row = 0; row < cells.size();) {
         const ColumnReader::Cells some = reader.Next(1 + random.Below(cells.size() - row));
@@ -469,11 +498,10 @@ TEST(QxTreeSplit, IsTheBestAndTheModelDoesTheSame) {
       const auto a = static_cast<double>(isEmpty ? 0 : 1 + random.Below(30));
       const auto b = static_cast<double>(isEmpty ? 0 : random.Below(30));
       cells.insert(cells.end(), {a, b});
-      if (table.isRegression) cells.push_back(b * b / std::max(a, 1.0) + b);
+      if (table.isRegression) cells.insert(cells.end(), {b * b / std::max(a, 1.0) + b, 0, 0});
     }
     const Impurity impurity(table);
-    Candidate best;
-    ImproveSplit({cells.data(), known + 1}, column, 0, impurity, 1, best);
+    const Candidate best = FindSplit({cells.data(), known + 1}, column, 0, impurity, 1);
     const auto sums = [&](unsigned long sides, bool isLeft) {  // a bit for each bin on the left
       Sums total(count);
       for (std::size_t bin = 0; bin <= known; ++bin)
@@ -555,7 +583,7 @@ TEST(QxTreeCsv, BlocksMayEndAnywhere) {
       Recorder sink;
       std::string outcome;
       try {
-        ReadCsv(path, ',', sink);
+        ReadCsv({{{path}}, {}}, ',', sink);
         outcome = sink.text;
       } catch (const std::runtime_error& error) {
         outcome = error.what();

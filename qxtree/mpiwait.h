@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: The qxutils authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Waits for MPI.
+#ifndef QXTREE_MPIWAIT_H
+#define QXTREE_MPIWAIT_H
+
+#include <mpi.h>
+
+#include <chrono>
+#include <thread>
+
+namespace qxtree {
+
+inline bool IsDone(MPI_Request& request) {
+  int isDone = 0;
+  MPI_Test(&request, &isDone, MPI_STATUS_IGNORE);
+  return isDone != 0;
+}
+
+// Before the next look, the `turn`th one. At first it only lets others run.
+inline void Pause(int turn) {
+  constexpr int kSpins = 2000;
+  if (turn < kSpins)
+    std::this_thread::yield();
+  else
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+}
+
+// Whether it comes true in time.
+template <class Condition>
+bool WaitFor(std::chrono::milliseconds time, Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  for (int turn = 0; !condition(); ++turn) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    Pause(turn);
+  }
+  return true;
+}
+
+}  // namespace qxtree
+
+#endif
