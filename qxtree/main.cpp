@@ -51,14 +51,20 @@ void CheckOutput(const char* setting, const std::string& path, const std::string
   if (error != 0) throw fmt::system_error(error, "cannot write to '{}'", path);
 }
 
-// What the run took: the greatest memory of a process, and the temporary bytes of all.
+// What the run took. Of several processes: the most of one, but the temporary bytes of all.
 std::string Effort(const TempFolder& folder, Peers& peers) {
-  const std::vector<long> memory = peers.GatherEach(PeakMemory());
+  const Peers::Traffic sent = peers.Sent();
+  const auto most = [](const auto& values) {
+    return *std::max_element(values.begin(), values.end());
+  };
   const std::vector<std::size_t> bytes = peers.GatherEach(folder.MostBytes());
-  return fmt::format("peak memory {} KiB{}, temporary bytes {}\n",
-                     *std::max_element(memory.begin(), memory.end()),
-                     peers.Count() > 1 ? " of a process" : "",
-                     std::accumulate(bytes.begin(), bytes.end(), std::size_t{0}));
+  const std::string text =
+      fmt::format("peak memory {} KiB, temporary bytes {}", most(peers.GatherEach(PeakMemory())),
+                  std::accumulate(bytes.begin(), bytes.end(), std::size_t{0}));
+  if (peers.Count() == 1) return text + '\n';
+  return text + fmt::format(", sent bytes of histograms {}, others {}\n",
+                            most(peers.GatherEach(sent.histograms)),
+                            most(peers.GatherEach(sent.other)));
 }
 
 // Grows a tree and reports it. Nothing is printed before the temporary files are gone: a reader of
@@ -108,6 +114,7 @@ void SetLocale(const Peers& peers) {
 }
 
 void Run(const Options& options, Peers& peers) {
+  if (options.showsProgress) SetProgressShown(true);
   if (!options.help.empty()) {
     if (peers.Rank() == 0) WriteTo(stdout, options.help);
   } else if (!options.isPrediction) {

@@ -12,9 +12,8 @@
 #include <cstring>
 #include <numeric>
 #include <stdexcept>
-#include <utility>
 
-#include "qxtree/mpiwait.h"
+#include "qxtree/mpicalls.h"
 
 namespace qxtree {
 namespace {
@@ -57,6 +56,7 @@ class MpiPeers : public Peers {
 
   void SumShares(std::vector<double>& numbers, const std::vector<std::size_t>& shares) override {
     const std::vector<int> counts(shares.begin(), shares.end());
+    fSent.histograms += numbers.size() * sizeof numbers[0];
     Meet();
     MPI_Reduce_scatter(MPI_IN_PLACE, numbers.data(), counts.data(), MPI_DOUBLE, MPI_SUM, fWork);
     // The share lies at the start now.
@@ -68,24 +68,24 @@ class MpiPeers : public Peers {
 
   std::string Gather(const std::string& mine) override {
     std::vector<int> sizes(static_cast<std::size_t>(fCount)), starts(sizes);
-    const int size = static_cast<int>(mine.size());
+    const auto size = static_cast<int>(mine.size());
     Meet();
     MPI_Allgather(&size, 1, MPI_INT, sizes.data(), 1, MPI_INT, fWork);
     if (std::accumulate(sizes.begin(), sizes.end(), std::size_t{0}) > kMostPerCall)
       throw std::runtime_error("the processes have more than 1 GiB to tell each other at once");
     std::partial_sum(sizes.begin(), sizes.end() - 1, starts.begin() + 1);
     std::string all(static_cast<std::size_t>(starts.back() + sizes.back()), '\0');
+    fSent.other += mine.size();
     MPI_Allgatherv(mine.data(), size, MPI_BYTE, all.data(), sizes.data(), starts.data(), MPI_BYTE,
                    fWork);
     return all;
   }
 
   void Fail(const std::string& text, bool isHeard) override {
-    std::pair<int, std::string> failure{fRank, text};
+    const std::string lowest = fRank == kRoot && isHeard ? LowestFailure(text) : text;
     if (fRank == kRoot) {
-      if (isHeard) failure = LowestFailure(text);
-      Complain(failure.second);
-      for (int rank = 1; rank < fCount; ++rank) Tell(rank, failure.second);
+      Complain(lowest);
+      for (int rank = 1; rank < fCount; ++rank) Tell(rank, lowest);
     } else if (!isHeard) {
       Tell(kRoot, text);
       if (!WaitFor(kForRoot, [this] { return HasFailure(); })) Complain(text);
@@ -131,6 +131,7 @@ class MpiPeers : public Peers {
  protected:
   void Send(int rank, const std::string& bytes) override {
     const std::uint64_t size = bytes.size();
+    fSent.other += size;
     SendPart(rank, &size, sizeof size);
     for (std::size_t done = 0; done < bytes.size(); done += kMostPerCall)
       SendPart(rank, bytes.data() + done, std::min(kMostPerCall, bytes.size() - done));
@@ -147,6 +148,7 @@ class MpiPeers : public Peers {
 
   std::string Broadcast(const std::string& bytes) override {
     std::uint64_t size = bytes.size();
+    fSent.other += size;
     Meet();
     MPI_Bcast(&size, 1, MPI_UINT64_T, kRoot, fWork);
     std::string all = bytes;
@@ -203,16 +205,17 @@ class MpiPeers : public Peers {
   }
 
   // Where one fails early, those of higher ranks often fail for the same reason.
-  std::pair<int, std::string> LowestFailure(const std::string& heard) {
-    std::pair<int, std::string> lowest{fFailed, heard};
+  std::string LowestFailure(std::string text) {
+    int lowest = fFailed;
     WaitFor(kForLowerRanks, [&] {
       if (HasFailure()) {
-        std::string text = TakeFailure();
-        if (fFailed < lowest.first) lowest = {fFailed, std::move(text)};
+        std::string other = TakeFailure();
+        if (fFailed < lowest) text.swap(other);
+        lowest = std::min(lowest, fFailed);
       }
-      return lowest.first == 1;
+      return lowest == 1;
     });
-    return lowest;
+    return text;
   }
 
   // Small enough to leave at once.
@@ -240,7 +243,7 @@ std::unique_ptr<Peers> MeetByMpi() {
   const bool isAlone = count ? std::strcmp(count, "1") == 0 : !std::getenv("PMIX_RANK");
   if (isAlone) return nullptr;
   if (count) CatchEndOfJob();
-  MPI_Init(nullptr, nullptr);
+  InitMpi();
   return std::make_unique<MpiPeers>();
 }
 

@@ -23,7 +23,6 @@ namespace fs = std::filesystem;
 constexpr const char* kSample = QXTREE_SAMPLE;
 constexpr const char* kSampleTarget = "weather";
 constexpr long kMostSeed = std::numeric_limits<long>::max() - 1;  // what is above reads as one more
-
 constexpr char kFooter[] =
     R"(The first line of the CSV file names the columns. A file compressed by gzip or zstd is read
 as it is. Texts are in the locale's code set, or in UTF-8 where that is ASCII.
@@ -88,7 +87,9 @@ void AddColumns(CLI::App& app, Options& options) {
 }
 
 void AddFiles(CLI::App& app, Options& options) {
-  Add(app, "--input", options.input, "FILE", "CSV with a header line; - is standard input")
+  Add(app, "--input", options.input, "FILE",
+      "CSV with a header line; - is standard input. A pattern stands\n"
+      "for files that are one table, {rank} for the process's rank")
       ->default_str(HasSample() ? kSample : "");
   AddDelimiter(app, options);
   AddColumns(app, options);
@@ -213,6 +214,8 @@ Options ParseOptions(int argc, const char* const* argv) {
   AddFiles(app, options);
   app.add_flag("--classes", isClasses, "The target is classes, even if it holds numbers");
   app.add_flag("--regression", isRegression, "The target is a number");
+  app.add_flag("--progress", options.showsProgress,
+               "Show progress, even where that is no terminal");
   AddNumbers(app, options);
   CLI::App& predict = *app.add_subcommand("predict", "Predict the rows of a CSV file by a model");
   Add(predict, "--model", options.model, "FILE", "As --model has written it")->required();

@@ -25,7 +25,8 @@ struct Options {
   std::vector<std::string> texts, numbers, ignored;  // columns
   Task task = Task::Automatic;
   char delimiter = ',';
-  long memory = 0;  // bytes
+  bool showsProgress = false;  // even where standard error is no terminal
+  long memory = 0;             // bytes
   long seed = 0;
   int depth = 0, bins = 0;
   double minCases = 0, minGain = 0, holdout = 0;

@@ -69,6 +69,12 @@ class Peers : public Watcher {
     Unpack(Broadcast(Rank() == 0 ? Pack(mine) : ""), mine);
   }
 
+  // What this process has handed over for others, in bytes: histograms, and all else.
+  struct Traffic {
+    std::size_t histograms = 0, other = 0;
+  };
+  const Traffic& Sent() const { return fSent; }
+
   // "rank 2 on HOST: " before a message; empty for a process alone.
   virtual std::string Name() const { return {}; }
 
@@ -85,6 +91,8 @@ class Peers : public Watcher {
   virtual void Send(int /*rank*/, const std::string& /*bytes*/) {}
   virtual std::string Receive(int /*rank*/) { return {}; }
   virtual std::string Broadcast(const std::string& bytes) { return bytes; }  // from rank 0
+
+  Traffic fSent;
 };
 
 // Those that were started together with this one by mpirun.

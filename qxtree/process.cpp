@@ -63,7 +63,7 @@ struct {
   bool isShown = isatty(STDERR_FILENO) == 1;
   std::string task;  // empty: none yet
   bool isDrawn = false;
-  int number = 0;    // of the task
+  int number = 0;  // of the task
   Clock::time_point start, last;
 } progress;
 

@@ -1,16 +1,26 @@
 // SPDX-FileCopyrightText: The qxutils authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Waits for MPI.
-#ifndef QXTREE_MPIWAIT_H
-#define QXTREE_MPIWAIT_H
+// What stands around calls of MPI.
+#ifndef QXTREE_MPICALLS_H
+#define QXTREE_MPICALLS_H
 
 #include <mpi.h>
+#include <signal.h>
 
 #include <chrono>
 #include <thread>
 
 namespace qxtree {
+
+// A signal is to wake the thread that calls this, none of those that MPI makes.
+inline void InitMpi() {
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
+  MPI_Init(nullptr, nullptr);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
 
 inline bool IsDone(MPI_Request& request) {
   int isDone = 0;
