@@ -70,6 +70,14 @@ gzip -c part-1.csv >zipped; mv zipped part-1.csv; zstd -q --rm part-2.csv; mv pa
 alone --input "$data" --target weather; same "1 2 3 7" --input 'part-*.csv' --target weather
 same 5 --input 'part-{rank}.csv' --target weather
 
+# Each process hands over as many counts as there are bins, missing cells, classes and nodes to be split.
+for depth in 1 2; do
+  (start --config "${data%csv}conf" --depth $depth)
+  counts=$(awk '/^records/ { exit } NR > 1 && $6 ~ /^[0-9]+$/ { bins += $6 + 1 } END { print bins }' out)
+  classes=$(awk '/^cases predicted:/ { print NF - 3 }' out)
+  grep -q "sent bytes of histograms $((8 * counts * classes * (2 ** depth - 1)))," err || fail "histograms: $(<err)"
+done
+
 # Each byte of rows with quoted line ends and an empty line is the first one of a part, in one size or another.
 unit=$'"u\r\n1,""2\n",2,x\r\n\nu,,y\n' units=29
 declare -A cuts=()
