@@ -79,15 +79,15 @@ for depth in 1 2; do
 done
 
 # Each byte of rows with quoted line ends and an empty line is the first one of a part, in one size or another.
-unit=$'"u\r\n1,""2\n",2,x\r\n\nu,,y\n' units=29
+unit=$'"u\r\n1,""2\n",2,x\r\n\nu,,y\n' units=23
 declare -A cuts=()
 printf '\xef\xbb\xbf"a\nb",n,t\n' >head.csv; first=$(stat -c %s head.csv)
 for ((i = 0; i < units; i++)); do printf %s "$unit"; done >units.csv
-for ((bytes = 21; ${#cuts[@]} < ${#unit}; bytes += 21)); do
+for ((bytes = 6; ${#cuts[@]} < ${#unit}; bytes += 6)); do
   { cat head.csv units.csv; printf "%0${bytes}d,z,x\n" 0; } >cut.csv; size=$(stat -c %s cut.csv)
   both 5 --input cut.csv --target t --number n --holdout 0
   for part in 1 2 3 4; do
-    ((at = size * part / 5 - first, at < 0 || at >= units * ${#unit})) || cuts[$((at % ${#unit}))]=1
+    ((at = part * ((size - first) / 5), at >= units * ${#unit})) || cuts[$((at % ${#unit}))]=1 # after the header
   done
 done
 
