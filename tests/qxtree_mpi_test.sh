@@ -142,6 +142,7 @@ stop() { # SIGNAL WHOM FOLDERS: when process 1 has read a part of its input and 
   [[ $status != 0 && ! -s out && ($1 == TERM || $(<err) == *"rank $2 "*"signal 9"*) ]] ||
     fail "$1 for $2: status $status: $(<err)"
 }
+stop TERM mpirun 0
 stop TERM 2 0
 stop KILL 0 1
 stop KILL 1 1 # which sweeps what the last one left
