@@ -62,6 +62,10 @@ Column::Column(std::optional<Kind> kind, ReadingContext& context, int view)
 void Column::TakeSlowly(std::string_view cell, long line) {
   if (!fFacts.whyLeftOut.empty()) return;
   if (!fKind) return TakeUndecided(cell, line);
+  if (fIsCoded && cell.size() > Dictionary::kMostShort) {
+    const int code = fDictionary.Find(cell);
+    if (code != Dictionary::kNone) return PutCode(static_cast<std::uint16_t>(code));
+  }
   const bool isMissing = fContext.missing.Has(cell);
   if (fIsCoded) {
     if (!isMissing) return TakeNewText(cell, line);
@@ -106,6 +110,7 @@ void Column::Decide(Kind kind) {
   Flush(Block::Form::Texts);
   fKind = kind;
   fIsCoded = true;
+  fBlock.codes.resize(fContext.blockRows);
   if (kind == Kind::Text) {
     if (fIsShort) LeaveOut(kTooMuchText);
     return;
@@ -126,7 +131,8 @@ void Column::TakeNewText(std::string_view cell, long line) {
     return PutCode(Block::Malformed);
   }
   const bool isFull = isFit && fNextCode == kMostCodes;
-  const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > fCoded / 4 * 3;
+  const long cells = fCoded + static_cast<long>(fBlock.rows);
+  const bool isUseless = !isText && fNextCode > kFewTexts && fNextCode > cells / 4 * 3;
   const int code = isFit ? fNextCode : static_cast<int>(Block::Malformed);
   if (isFull && isText) return LeaveOut(kTooManyCategories);
   if (isFull || isUseless || !AddText(cell, code)) {
@@ -166,13 +172,6 @@ void Column::NoteMalformed(std::string_view cell, long line) {
   fFacts.firstMalformed = ShownCell(cell);
 }
 
-void Column::PutCode(std::uint16_t code) {
-  if (code < Block::FirstValue) ++fCounts[code];
-  fBlock.codes.push_back(code);
-  ++fCoded;
-  if (++fBlock.rows == fContext.blockRows) Flush(Block::Form::Words);
-}
-
 void Column::PutValue(double value) {
   fBlock.values.push_back(value);
   if (++fBlock.rows == fContext.blockRows) Flush(Block::Form::Values);
@@ -207,9 +206,9 @@ void Column::Flush(Block::Form form) {
       throw qxg_800::QxUtilsException(QxUtils_800::FileWriteError);
     done += static_cast<std::size_t>(count);
   }
+  if (form == Block::Form::Words) fCoded += fBlock.rows;
   fBlock.rows = 0;
   fBlock.fresh.clear();
-  fBlock.codes.clear();
   fBlock.values.clear();
   fBlock.texts.clear();
   if (fBlock.texts.capacity() > 2 * BlockBytes()) fBlock.texts.shrink_to_fit();

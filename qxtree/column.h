@@ -81,9 +81,8 @@ class Column {
   Column(std::optional<Kind> kind, ReadingContext& context, int view);
 
   void Take(std::string_view cell, long line) {
-    const int code = !fIsCoded      ? Dictionary::kNone
-                     : cell.empty() ? static_cast<int>(Block::Missing)
-                                    : fDictionary.Find(cell);
+    const bool isShort = cell.size() <= Dictionary::kMostShort;
+    const int code = fIsCoded && isShort ? fDictionary.Find(cell) : Dictionary::kNone;
     if (code == Dictionary::kNone) return TakeSlowly(cell, line);
     PutCode(static_cast<std::uint16_t>(code));
   }
@@ -110,7 +109,11 @@ class Column {
   bool AddText(std::string_view cell, int code);
   void LeaveOut(const std::string& why);
   void NoteMalformed(std::string_view cell, long line);
-  void PutCode(std::uint16_t code);
+  void PutCode(std::uint16_t code) {
+    if (code < Block::FirstValue) ++fCounts[code];
+    fBlock.codes[fBlock.rows] = code;
+    if (++fBlock.rows == fContext.blockRows) Flush(Block::Form::Words);
+  }
   void PutValue(double value);
   void Flush(Block::Form form);
   // Of a block of texts: as many as a block of values and of new values takes.
@@ -122,7 +125,7 @@ class Column {
   bool fIsCoded = false;  // cells are looked up
   bool fIsCodedThroughout = true;
   bool fIsShort = false;  // of memory, while undecided
-  long fCoded = 0;        // cells since it was decided
+  long fCoded = 0;        // cells in blocks of codes that were written
   int fNextCode = Block::FirstValue;
   Dictionary fDictionary;
   Block fBlock;

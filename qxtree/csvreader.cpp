@@ -28,15 +28,20 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 int IsBlankBesideTab(unsigned char byte) { return byte == CSV_SPACE; }
 
-// One run of the CSV library, which calls back for each cell and each end of a row. Nothing may be
-// thrown through its C code, so an exception waits for the end of the call.
-class Parser {
+// One run of the CSV library, which calls back for each cell and each end of a row.
+class Parser final : private CsvPosition {
  public:
   // `name` is that of the file for messages. `names` are the columns', filled in by the header if
   // there are none.
-  Parser(const std::string& name, char delimiter, std::vector<std::string>& names, CsvSink& sink)
-      : fName(name), fNames(names), fSink(sink), fpParser(&fParser, csv_free) {
-    csv_init(&fParser, CSV_STRICT | CSV_STRICT_FINI);  // fails for a null pointer only
+  Parser(const std::string& name, char delimiter, std::vector<std::string>& names, CsvSink& sink,
+         CellFunction onCell)
+      : CsvPosition(sink),
+        fName(name),
+        fNames(names),
+        fOnCell(onCell),
+        fpParser(&fParser, csv_free) {
+    // Fails for a null pointer only.
+    csv_init(&fParser, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL);
     csv_set_delim(&fParser, static_cast<unsigned char>(delimiter));
     csv_set_blk_size(&fParser, kGrowthBytes);
     // Else the tabs before a cell would be skipped, and empty cells lost.
@@ -58,7 +63,7 @@ class Parser {
 
   void Finish() {
     if (fMark < kByteOrderMark.size()) FeedStart({});
-    if (csv_fini(&fParser, OnCell, OnEndOfRow, this) != 0) Fail("the file ends");
+    if (csv_fini(&fParser, fOnCell, OnEndOfRow, Position()) != 0) Fail("the file ends");
     if (fException) std::rethrow_exception(fException);
     if (fColumns == 0) Fail("no header");
   }
@@ -71,15 +76,18 @@ class Parser {
     FeedLines(block);
   }
 
-  // Line by line, since the library does not tell where it stands.
+  // The library does not tell where it stands. In a block without quotation marks it tells each
+  // line feed. Others go line by line, and so does what a cell gets too long in.
   void FeedLines(std::string_view block) {
+    fIsPlain = fParser.quoted == 0 && block.find('"') == block.npos &&
+               csv_get_buffer_size(&fParser) + block.size() <= kMostCellBytes;
     while (!block.empty()) {
-      const void* const end = std::memchr(block.data(), '\n', block.size());
+      const void* const end = fIsPlain ? nullptr : std::memchr(block.data(), '\n', block.size());
       const std::size_t bytes =
           end ? static_cast<std::size_t>(static_cast<const char*>(end) - block.data()) + 1
               : block.size();
       const bool isFit =
-          csv_parse(&fParser, block.data(), bytes, OnCell, OnEndOfRow, this) == bytes;
+          csv_parse(&fParser, block.data(), bytes, fOnCell, OnEndOfRow, Position()) == bytes;
       if (fException) std::rethrow_exception(fException);
       if (!isFit && csv_error(&fParser) != CSV_EPARSE) throw std::bad_alloc();
       if (!isFit) Fail("a quotation mark is out of place");
@@ -90,37 +98,22 @@ class Parser {
     }
   }
 
-  static void OnCell(void* text, std::size_t bytes, void* parser) noexcept {
-    Parser& self = *static_cast<Parser*>(parser);
-    const std::string_view cell(static_cast<const char*>(text), bytes);
-    self.fLineOfQuote = 0;
+  // Of a line too that has nothing in it.
+  static void OnEndOfRow(int terminator, void* position) noexcept {
+    Parser& self = static_cast<Parser&>(*static_cast<CsvPosition*>(position));
+    const bool isBlank = self.fColumn == 0 && self.fHeader.empty();
     try {
-      if (self.fColumn < self.fColumns)
-        self.fSink.TakeCell(self.fColumn++, cell, self.fLine);
-      else if (!self.fException)
-        self.TakeOther(cell);
+      if (!self.fException && !isBlank) self.EndRow();
     } catch (...) {
       self.TakeException();
     }
+    if (terminator == '\n' && self.fIsPlain) ++self.fLine;
   }
 
-  static void OnEndOfRow(int /*terminator*/, void* parser) noexcept {
-    Parser& self = *static_cast<Parser*>(parser);
-    try {
-      if (!self.fException) self.EndRow();
-    } catch (...) {
-      self.TakeException();
-    }
-  }
+  // What the callbacks get.
+  void* Position() { return static_cast<CsvPosition*>(this); }
 
-  // The sink takes no further cells.
-  void TakeException() {
-    fException = std::current_exception();
-    fColumn = fColumns;
-  }
-
-  // Of the header, or one too many.
-  void TakeOther(std::string_view cell) {
+  void TakeOther(std::string_view cell) override {
     if (fColumns > 0) Fail(fmt::format("more than {} cells", fColumns));
     fHeaderBytes += sizeof(std::string) + cell.size();
     if (fHeaderBytes > kMostHeaderBytes) Fail("a header of more than 8 MiB");
@@ -161,17 +154,13 @@ class Parser {
 
   const std::string& fName;
   std::vector<std::string>& fNames;
-  CsvSink& fSink;
+  const CellFunction fOnCell;
   csv_parser fParser{};
   const std::unique_ptr<csv_parser, void (*)(csv_parser*)> fpParser;  // frees what it holds
-  std::exception_ptr fException;                                      // of a callback
   std::vector<std::string> fHeader;
   std::size_t fHeaderBytes = 0;
-  std::size_t fColumns = 0;  // 0 until the header is complete
-  std::size_t fColumn = 0;   // of the next cell
-  std::size_t fMark = 0;     // bytes of a byte order mark so far
-  long fLine = 1;            // that is being read
-  long fLineOfQuote = 0;     // on which the cell began that goes on in this one; 0: none
+  std::size_t fMark = 0;  // bytes of a byte order mark so far
+  bool fIsPlain = true;   // the ends of rows are those of lines
 };
 
 }  // namespace
@@ -179,12 +168,12 @@ class Parser {
 CsvHeader ReadCsvHeader(const std::string& path, char delimiter) {
   struct : CsvSink {
     void TakeHeader(const std::vector<std::string>&) override {}
-    void TakeCell(std::size_t, std::string_view, long) override {}
     void EndRow() override {}
+    void TakeCell(std::size_t, std::string_view, long) {}
   } sink;
   CsvHeader header;
   Input input(path);
-  Parser parser(input.Name(), delimiter, header.names, sink);
+  Parser parser(input.Name(), delimiter, header.names, sink, CsvPosition::OnCell<decltype(sink)>);
   for (std::string_view block = input.Next(); !block.empty(); block = input.Next())
     while (!block.empty()) {
       const std::size_t end = block.find_first_of("\n\r");
@@ -199,13 +188,14 @@ CsvHeader ReadCsvHeader(const std::string& path, char delimiter) {
   return header;
 }
 
-void ReadCsv(const CsvInput& input, char delimiter, CsvSink& sink) {
+void ReadCsv(const CsvInput& input, char delimiter, CsvSink& sink,
+             CsvPosition::CellFunction onCell) {
   std::vector<std::string> names = input.names;
   if (!names.empty()) sink.TakeHeader(names);
   for (const CsvPart& part : input.parts) {
     sink.BeginPart(part);
     Input bytes(part.path, part.begin, part.end);
-    Parser parser(bytes.Name(), delimiter, names, sink);
+    Parser parser(bytes.Name(), delimiter, names, sink, onCell);
     if (part.begin > 0) parser.BeginAt(part.line);
     for (std::string_view block = bytes.Next(); !block.empty(); block = bytes.Next()) {
       ShowProgress("reading", bytes.Share());

@@ -26,6 +26,7 @@ struct MemoryShare {
 class Dictionary {
  public:
   static constexpr int kNone = -1;
+  static constexpr std::size_t kMostShort = 8;  // bytes of a text that is found fastest
 
   // What it takes is counted in `share`, which must outlive it.
   explicit Dictionary(MemoryShare& share) : fpShare(&share) {}

@@ -37,7 +37,7 @@ double ExactSum::Value() const {
     sum.Carry();
   }
   double value = 0;
-  for (std::size_t i = sum.fLimbs.size(); i-- > 0;)
+  for (std::size_t i = sum.fLimbs.size() - 1; i > 0; --i)  // a double can't hold the first
     value += std::ldexp(static_cast<double>(sum.fLimbs[i]),
                         static_cast<int>(kLimbBits * i) - static_cast<int>(2 * kUnit));
   return isNegative ? -value : value;

@@ -43,7 +43,7 @@ class ExactSum {
   void AddProduct(double a, double b) {
     const double product = a * b;
     Add(product);
-    if (std::isfinite(product)) Add(std::fma(a, b, -product));
+    if (b != 1 && std::isfinite(product)) Add(std::fma(a, b, -product));
   }
 
   void Add(const ExactSum& other);

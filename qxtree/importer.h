@@ -46,9 +46,11 @@ class Importer : public CsvSink {
   Stream TakeStream(std::size_t column);
 
  private:
+  friend CsvPosition;
+
   void BeginPart(const CsvPart& part) override;
   void TakeHeader(const std::vector<std::string>& names) override;
-  void TakeCell(std::size_t column, std::string_view cell, long line) override {
+  void TakeCell(std::size_t column, std::string_view cell, long line) {
     if (fColumns[column]) fColumns[column]->Take(cell, line);
   }
   void EndRow() override {

@@ -141,6 +141,7 @@ int Main(int argc, char** argv) {
     return 0;
   } catch (const Interrupted&) {
     ClearProgress();
+    peers->Linger();
     return status;
   } catch (const PeerFailed& other) {
     peers->Fail(other.text, true);

@@ -81,6 +81,9 @@ class Peers : public Watcher {
   // To be called at the end, when this process has failed or heard of it, and its files are gone.
   // Prints the text, by one process only, and ends the others. `isHeard`: it is that of PeerFailed.
   virtual void Fail(const std::string& text, bool /*isHeard*/) { Complain(text); }
+  // To be called before a signal ends this process, which makes mpirun kill the others: leaves them
+  // time to remove their files.
+  virtual void Linger() const {}
   // To be called at the end otherwise.
   virtual void Leave() {}
 

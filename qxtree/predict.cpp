@@ -101,6 +101,8 @@ class Predictor : public CsvSink {
   }
 
  private:
+  friend CsvPosition;
+
   static constexpr std::size_t kUnused = static_cast<std::size_t>(-1);
 
   void TakeHeader(const std::vector<std::string>& names) override {
@@ -118,7 +120,7 @@ class Predictor : public CsvSink {
     fTarget = static_cast<std::size_t>(target - names.begin());
   }
 
-  void TakeCell(std::size_t column, std::string_view cell, long /*line*/) override {
+  void TakeCell(std::size_t column, std::string_view cell, long /*line*/) {
     const std::size_t input = fColumns[column];
     if (column == fTarget) fActual = Actual(cell);
     if (input != kUnused) fValues[input] = Value(input, cell);

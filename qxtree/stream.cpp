@@ -91,10 +91,11 @@ std::string Block::Packed() const {
   bytes.reserve(sizeof header + Bytes());
   Append(bytes, header, std::size(header));
   Append(bytes, fresh.data(), fresh.size());
-  if (form == Form::Bytes) bytes.append(codes.begin(), codes.end());
-  if (form == Form::Words) Append(bytes, codes.data(), codes.size());
+  if (form == Form::Bytes) bytes.append(codes.begin(), codes.begin() + rows);
+  if (form == Form::Words) Append(bytes, codes.data(), rows);
   Append(bytes, values.data(), values.size());
-  return bytes + texts;
+  bytes += texts;
+  return bytes;
 }
 
 ColumnReader::ColumnReader(Stream& stream, Kind kind, const Dictionary* dictionary)

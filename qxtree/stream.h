@@ -72,7 +72,7 @@ struct Block {
   Form form = Form::Bytes;
   std::uint32_t rows = 0;
   std::vector<double> fresh;         // values of the next codes
-  std::vector<std::uint16_t> codes;  // in either form of codes
+  std::vector<std::uint16_t> codes;  // `rows` of them at least, in either form of codes
   std::vector<double> values;
   std::string texts;  // each its length in four bytes and its bytes
 

@@ -25,7 +25,7 @@ using Task = Options::Task;
 // What is found out about the target before it is settled.
 struct Tally {
   long withoutTarget = 0, withoutWeight = 0;  // records
-  ExactSum total, sum;                        // cases; times the target, where it is no class
+  ExactSum total, sum;                        // cases; times the target, where it may be a number
   bool areClasses = true;
   qxg_800::ValueWeights classes;  // of numbers and dates, while they may be classes
 
@@ -127,7 +127,6 @@ class TargetReader {
                  [&](std::size_t rows, const double* values, const double* weights) {
                    for (std::size_t i = 0; i < rows; ++i) CountRecord(values[i], weights[i]);
                  });
-    for (const auto& known : fTally.classes) fTally.sum.AddProduct(known.weight, known.value);
   }
 
   void CountRecord(double value, double weight) {
@@ -137,7 +136,8 @@ class TargetReader {
     if (!hasTarget || !hasWeight) return;
     fTally.total.Add(weight);
     if (fColumn.kind == Kind::Text) return;
-    if (!fTally.areClasses) return fTally.sum.AddProduct(weight, value);
+    if (IsOpen() || !fTally.areClasses) fTally.sum.AddProduct(value, weight);
+    if (!fTally.areClasses) return;
     fTally.classes[value] += weight;
     const bool isFraction = IsOpen() && value != std::floor(value);
     fTally.areClasses = fTally.classes.size() <= MostClasses() && !isFraction;

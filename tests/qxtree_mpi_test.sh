@@ -70,16 +70,24 @@ gzip -c part-1.csv >zipped; mv zipped part-1.csv; zstd -q --rm part-2.csv; mv pa
 alone --input "$data" --target weather; same "1 2 3 7" --input 'part-*.csv' --target weather
 same 5 --input 'part-{rank}.csv' --target weather
 
+# Each process hands over as many counts as there are bins, missing cells, classes and nodes to be split.
+for depth in 1 2; do
+  (start --config "${data%csv}conf" --depth $depth)
+  counts=$(awk '/^records/ { exit } NR > 1 && $6 ~ /^[0-9]+$/ { bins += $6 + 1 } END { print bins }' out)
+  classes=$(awk '/^cases predicted:/ { print NF - 3 }' out)
+  grep -q "sent bytes of histograms $((8 * counts * classes * (2 ** depth - 1)))," err || fail "histograms: $(<err)"
+done
+
 # Each byte of rows with quoted line ends and an empty line is the first one of a part, in one size or another.
-unit=$'"u\r\n1,""2\n",2,x\r\n\nu,,y\n' units=29
+unit=$'"u\r\n1,""2\n",2,x\r\n\nu,,y\n' units=23
 declare -A cuts=()
 printf '\xef\xbb\xbf"a\nb",n,t\n' >head.csv; first=$(stat -c %s head.csv)
 for ((i = 0; i < units; i++)); do printf %s "$unit"; done >units.csv
-for ((bytes = 21; ${#cuts[@]} < ${#unit}; bytes += 21)); do
+for ((bytes = 6; ${#cuts[@]} < ${#unit}; bytes += 6)); do
   { cat head.csv units.csv; printf "%0${bytes}d,z,x\n" 0; } >cut.csv; size=$(stat -c %s cut.csv)
   both 5 --input cut.csv --target t --number n --holdout 0
   for part in 1 2 3 4; do
-    ((at = size * part / 5 - first, at < 0 || at >= units * ${#unit})) || cuts[$((at % ${#unit}))]=1
+    ((at = part * ((size - first) / 5), at >= units * ${#unit})) || cuts[$((at % ${#unit}))]=1 # after the header
   done
 done
 
@@ -134,6 +142,7 @@ stop() { # SIGNAL WHOM FOLDERS: when process 1 has read a part of its input and 
   [[ $status != 0 && ! -s out && ($1 == TERM || $(<err) == *"rank $2 "*"signal 9"*) ]] ||
     fail "$1 for $2: status $status: $(<err)"
 }
+stop TERM mpirun 0
 stop TERM 2 0
 stop KILL 0 1
 stop KILL 1 1 # which sweeps what the last one left

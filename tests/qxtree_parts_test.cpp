@@ -546,7 +546,7 @@ struct Recorder : CsvSink {
     for (const std::string& name : names) text += name + '|';
     text += '#';
   }
-  void TakeCell(std::size_t column, std::string_view cell, long line) override {
+  void TakeCell(std::size_t column, std::string_view cell, long line) {
     text += std::to_string(column) + std::to_string(line) + std::string(cell) + '|';
   }
   void EndRow() override { text += ';'; }
@@ -563,6 +563,7 @@ TEST(QxTreeCsv, BlocksMayEndAnywhere) {
        "a,b\r\n 1 ,\"2\"\r\n",
        "a|b|#021|122|;"},
       {"a,b\r1,2\r3,4", "a|b|#011|112|;013|114|;"},
+      {"a,b\r\n\r\n1,2\n\n3,4\n", "a|b|#031|132|;053|154|;"},
       {"a\n\n\n\"x\"\"y\n,z\"\n", "a|#05x\"y\n,z|;"},
       {"\"a\",\" b\"\n,\n", "a| b|#02|12|;"},
       {"\xEF\xBB", "\xEF\xBB|#"},

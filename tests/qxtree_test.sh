@@ -245,6 +245,8 @@ done <<'END'
 END
 { echo t,bbb; yes 1,x | head -n 16380; printf 'x\ry,z,w\n'; } >input # y, ends the first block
 refuse 1 "line 16382: 1 cells, not 2" --input input --target t
+{ printf 't\nx\n'; yes | tr -d '\n' | head -c 1100000; printf '\nx\n'; } >input
+refuse 1 "line 3: a cell of more than 1 MiB" --input input --target t
 { printf 't\n"'; yes x | head -n 600000; } >input && refuse 1 "a cell of more than 1 MiB" --input input --target t
 refuse 1 "memory: 2000 columns need at least 32M" --input wide.csv --target t --memory 16M
 refuse 1 "cannot open 'nowhere': No such file or directory" predict --model nowhere --input input
