@@ -170,8 +170,11 @@ bool Distinct::HasCoarse() {
   for (const std::vector<Cell>* const cells : {&fCells, &fFine})
     for (const Cell& cell : *cells) total += cell.weight;
   fCoarse.clear();
-  for (const Cell& cell : fCells)
-    (cell.least < cell.greatest && cell.weight > kHeavy * total ? fCoarse : fFine).push_back(cell);
+  const auto isCoarse = [total](const Cell& cell) {
+    return cell.least < cell.greatest && cell.weight > kHeavy * total;
+  };
+  std::partition_copy(fCells.begin(), fCells.end(), std::back_inserter(fCoarse),
+                      std::back_inserter(fFine), isCoarse);
   fCells.clear();
   fLowest = 0;
   if (!fCoarse.empty()) return true;

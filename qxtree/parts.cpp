@@ -54,18 +54,28 @@ class Range {
  private:
   static bool IsLineEnd(char byte) { return byte == '\n' || byte == '\r'; }
 
+  // From one quotation mark to the next, until both starts are found.
   void Take(std::string_view block) {
-    for (; !block.empty() && !(fStarts[0] && fStarts[1]); block.remove_prefix(1)) {
-      ++fByte;
-      fQuotes += block[0] == '"';
-      fFeeds += block[0] == '\n';
+    while (!block.empty() && !(fStarts[0] && fStarts[1])) {
+      const std::string_view text = block.substr(0, block.find('"'));
       // Outside of quotation marks their number is even, with those before.
       std::optional<Start>& start = fStarts[fQuotes % 2];
-      if (IsLineEnd(block[0]) && !start) start = Start{fByte, fFeeds};
+      const std::size_t end = start ? text.npos : text.find_first_of("\n\r");
+      if (end != text.npos)
+        start = Start{fByte + end + 1, fFeeds + CountOf('\n', text.substr(0, end + 1))};
+      fFeeds += CountOf('\n', text);
+      const bool hasMark = text.size() < block.size();
+      fQuotes += hasMark;
+      fByte += text.size() + hasMark;
+      block.remove_prefix(text.size() + hasMark);
     }
     fByte += block.size();
-    fQuotes += static_cast<std::size_t>(std::count(block.begin(), block.end(), '"'));
-    fFeeds += static_cast<std::size_t>(std::count(block.begin(), block.end(), '\n'));
+    fQuotes += CountOf('"', block);
+    fFeeds += CountOf('\n', block);
+  }
+
+  static std::size_t CountOf(char byte, std::string_view text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), byte));
   }
 
   std::uint64_t fByte;

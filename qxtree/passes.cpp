@@ -64,10 +64,9 @@ void Passes::FindSplits(const std::vector<std::size_t>& open, std::vector<GrownN
   MoveRecords();
   for (CodeGroup& group : fTable.groups)
     for (std::size_t first = 0; first < group.columns.size();) {
-      const Turn turn{group, first, EndOfTurn(group, first, open.size())};
       std::size_t bytes = 0;  // of a node
-      for (; first < turn.end; ++first)
-        bytes += fTable.HistogramBytes(fTable.columns[group.columns[first]]);
+      const Turn turn{group, first, EndOfTurn(group, first, open.size(), bytes)};
+      first = turn.end;
       // Where not even one column fits for all nodes, these are counted in turns.
       const std::size_t count = std::clamp<std::size_t>(fMemory / bytes, 1, open.size());
       for (std::size_t start = 0; start < open.size(); start += count)
@@ -76,12 +75,17 @@ void Passes::FindSplits(const std::vector<std::size_t>& open, std::vector<GrownN
     }
 }
 
-// As many columns as fit for the open nodes, but one at least.
-std::size_t Passes::EndOfTurn(const CodeGroup& group, std::size_t first, std::size_t nodes) const {
-  std::size_t end = first, bytes = 0;
-  do bytes += fTable.HistogramBytes(fTable.columns[group.columns[end++]]);
-  while (end < group.columns.size() &&
-         (bytes + fTable.HistogramBytes(fTable.columns[group.columns[end]])) * nodes <= fMemory);
+// As many columns as fit for the open nodes, but one at least. `bytes` is what they take for a
+// node.
+std::size_t Passes::EndOfTurn(const CodeGroup& group, std::size_t first, std::size_t nodes,
+                              std::size_t& bytes) const {
+  const auto bytesOf = [&](std::size_t place) {
+    return fTable.HistogramBytes(fTable.columns[group.columns[place]]);
+  };
+  bytes = bytesOf(first);
+  std::size_t end = first + 1;
+  for (; end < group.columns.size() && (bytes + bytesOf(end)) * nodes <= fMemory; ++end)
+    bytes += bytesOf(end);
   return end;
 }
 

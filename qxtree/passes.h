@@ -57,7 +57,8 @@ class Passes {
   bool Moves(const CodeGroup& group) const;
   Scan::Task NewTask(CodeGroup& group) const;
   void MoveRecords();
-  std::size_t EndOfTurn(const CodeGroup& group, std::size_t first, std::size_t nodes) const;
+  std::size_t EndOfTurn(const CodeGroup& group, std::size_t first, std::size_t nodes,
+                        std::size_t& bytes) const;
   void CountNodes(const Turn& turn, const std::vector<std::size_t>& open,
                   std::vector<GrownNode>& nodes);
   void Choose(const Turn& own, const Counts& counts, const Turn& turn,
