@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -136,6 +137,16 @@ std::vector<std::string> Match(const std::string& pattern) {
   return paths;
 }
 
+// Where a host has other files, rows would be lost, or read twice.
+void CheckSame(const std::vector<std::string>& paths, Peers& peers) {
+  std::string list;
+  for (const std::string& path : paths)
+    list += fmt::format("{}\n{}\n", path, fs::is_regular_file(path) ? fs::file_size(path) : 0);
+  const std::size_t hash = std::hash<std::string>()(list);
+  for (const std::size_t other : peers.GatherEach(hash))
+    if (other != hash) throw std::runtime_error("the processes see different files");
+}
+
 }  // namespace
 
 CsvInput FindParts(const Options& options, Peers& peers) {
@@ -146,6 +157,7 @@ CsvInput FindParts(const Options& options, Peers& peers) {
   if (path.find_first_of("*?[") == path.npos || fs::exists(path, ignored))
     return peers.Count() == 1 ? CsvInput{{{path}}, {}} : CutFile(options, peers);
   const std::vector<std::string> paths = Match(path);
+  CheckSame(paths, peers);
   const auto rank = static_cast<std::size_t>(peers.Rank());
   const auto count = static_cast<std::size_t>(peers.Count());
   CsvInput input{{}, ReadCsvHeader(paths[0], options.delimiter).names};
