@@ -103,9 +103,10 @@ table n,text,when,c,few,many,none,t 3000 '(i == 2500 ? "x" : i % 50) "," \
   int(i / 150) "," int(i / 142) ",NA," (i % 50 > 20) + (i % 7 > 3)' >kinds.csv
 for target in n c few many t; do both 3 --input kinds.csv --target $target --min-cases 2; done
 
-# Sums of fractions, more distinct values than are kept, and deep trees of many columns, in little memory.
-table x,w,t 100000 'sprintf("%.6f,%d,%.3f", x = 1e4 * rand(), i % 4, sin(x / 1000) + rand())' >reals.csv
-both "2 3 5" --input reals.csv --target t --weight w --depth 12 --holdout 0 --memory 16M
+# Sums of fractions, more distinct values and categories than are kept, deep trees, little memory.
+table x,w,id,t 100000 'sprintf("%.6f,%d,%s,%.3f", x = 1e4 * rand(), i % 4, i % 9 ? "i" i : "", sin(x / 1000) + rand())' \
+  >reals.csv
+both "2 3 5" --input reals.csv --target t --weight w --ignore id --depth 12 --holdout 0 --memory 16M
 both 3 --input reals.csv --target t --ignore w --bins 1000
 table "$(seq -s ,c 39),t" 3000 'line()} function line(  j, cells, sum) {
   for (j = 1; j < 40; j++) {
