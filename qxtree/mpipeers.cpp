@@ -5,13 +5,13 @@
 
 #include <fmt/format.h>
 #include <mpi.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 #include "qxtree/mpicalls.h"
 
@@ -82,8 +82,8 @@ class MpiPeers : public Peers {
   }
 
   void Fail(const std::string& text, bool isHeard) override {
+    const std::string lowest = isHeard && fRank == kRoot ? LowestFailure(text) : text;
     if (fRank == kRoot) {
-      const std::string lowest = isHeard ? LowestFailure(text) : text;
       Complain(lowest);
       for (int rank = 1; rank < fCount; ++rank) Tell(rank, lowest);
     } else if (!isHeard) {
@@ -130,21 +130,20 @@ class MpiPeers : public Peers {
   }
 
  protected:
-  void Send(int rank, const std::string& bytes) override {
-    const std::uint64_t size = bytes.size();
-    fSent.other += size;
-    SendPart(rank, &size, sizeof size);
-    for (std::size_t done = 0; done < bytes.size(); done += kMostPerCall)
-      SendPart(rank, bytes.data() + done, std::min(kMostPerCall, bytes.size() - done));
+  void Send(int rank, std::string bytes) override {
+    fBytes = std::move(bytes);
+    fSize = fBytes.size();
+    fSent.other += fSize;
+    Transfer(MPI_Isend, rank, &fSize, sizeof fSize);
+    Transfer(MPI_Isend, rank, fBytes.data(), fSize);
+    std::string().swap(fBytes);
   }
 
   std::string Receive(int rank) override {
-    std::uint64_t size = 0;
-    ReceivePart(rank, &size, sizeof size);
-    std::string bytes(size, '\0');
-    for (std::size_t done = 0; done < bytes.size(); done += kMostPerCall)
-      ReceivePart(rank, bytes.data() + done, std::min(kMostPerCall, bytes.size() - done));
-    return bytes;
+    Transfer(MPI_Irecv, rank, &fSize, sizeof fSize);
+    fBytes.assign(fSize, '\0');
+    Transfer(MPI_Irecv, rank, fBytes.data(), fSize);
+    return std::move(fBytes);
   }
 
   std::string Broadcast(const std::string& bytes) override {
@@ -168,16 +167,15 @@ class MpiPeers : public Peers {
     Wait(request);
   }
 
-  void SendPart(int rank, const void* data, std::size_t bytes) {
-    MPI_Request request = MPI_REQUEST_NULL;
-    MPI_Isend(data, static_cast<int>(bytes), MPI_BYTE, rank, kData, fWork, &request);
-    Wait(request);
-  }
-
-  void ReceivePart(int rank, void* data, std::size_t bytes) {
-    MPI_Request request = MPI_REQUEST_NULL;
-    MPI_Irecv(data, static_cast<int>(bytes), MPI_BYTE, rank, kData, fWork, &request);
-    Wait(request);
+  // `data` has to be a field's: where Wait throws, MPI may use it later.
+  template <class Start>
+  void Transfer(Start start, int rank, void* data, std::size_t bytes) {
+    for (std::size_t done = 0; done < bytes; done += kMostPerCall) {
+      MPI_Request request = MPI_REQUEST_NULL;
+      start(static_cast<char*>(data) + done, static_cast<int>(std::min(kMostPerCall, bytes - done)),
+            MPI_BYTE, rank, kData, fWork, &request);
+      Wait(request);
+    }
   }
 
   void Wait(MPI_Request& request) {
@@ -230,6 +228,8 @@ class MpiPeers : public Peers {
   int fRank = 0, fCount = 1;
   int fFailed = 0;  // whose failure was heard of last
   std::string fName;
+  std::uint64_t fSize = 0;  // of what is sent or received
+  std::string fBytes;
   std::vector<Progress> fProgress;  // of all processes
   Progress fTold;
   MPI_Request fTelling = MPI_REQUEST_NULL;
