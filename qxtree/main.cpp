@@ -19,6 +19,7 @@
 
 #include "qxtree/modelfile.h"
 #include "qxtree/options.h"
+#include "qxtree/parts.h"
 #include "qxtree/peers.h"
 #include "qxtree/predict.h"
 #include "qxtree/process.h"
@@ -37,11 +38,13 @@ constexpr int kWrongUse = 2;
 constexpr std::uintmax_t kFull = 1 << 20;  // bytes that are free, at most
 
 // What would fail at the end is found before the work is done; nothing is made yet.
-void CheckOutput(const char* setting, const std::string& path, const std::string& input) {
+void CheckOutput(const char* setting, const std::string& path,
+                 const std::vector<std::string>& inputs) {
   if (path.empty()) return;
   std::error_code ignored;  // of what is not there
-  if (fs::equivalent(path, input, ignored))
-    throw UsageError(fmt::format("{}: this is the input file", setting));
+  for (const std::string& input : inputs)
+    if (fs::equivalent(path, input, ignored))
+      throw UsageError(fmt::format("{}: this is the input file", setting));
   const fs::path file = fs::weakly_canonical(fs::absolute(path));
   const fs::file_status status = fs::status(file);
   int error = fs::is_directory(status) ? EISDIR : 0;
@@ -71,8 +74,9 @@ std::string Effort(const TempFolder& folder, Peers& peers) {
 // the output that leaves early ends the program.
 void Train(const Options& options, Peers& peers) {
   if (peers.Rank() == 0) {
-    CheckOutput("dot", options.dot, options.input);
-    CheckOutput("model", options.model, options.input);
+    const std::vector<std::string> inputs = ListFiles(options.input, peers.Count());
+    CheckOutput("dot", options.dot, inputs);
+    CheckOutput("model", options.model, inputs);
   }
   const auto place = [](const fs::path& path) { return fs::weakly_canonical(fs::absolute(path)); };
   if (!options.dot.empty() && !options.model.empty() && place(options.dot) == place(options.model))

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <thread>
 
+#include "qxtree/process.h"
+
 namespace qxtree {
 
 // A signal is to wake the thread that calls this, none of those that MPI makes.
@@ -28,6 +30,13 @@ inline bool IsDone(MPI_Request& request) {
   return isDone != 0;
 }
 
+// Whether a message can be received.
+inline bool IsThere(MPI_Comm processes, int rank, int tag) {
+  int isThere = 0;
+  MPI_Iprobe(rank, tag, processes, &isThere, MPI_STATUS_IGNORE);
+  return isThere != 0;
+}
+
 // Before the next look, the `turn`th one. At first it only lets others run.
 inline void Pause(int turn) {
   constexpr int kSpins = 2000;
@@ -37,7 +46,17 @@ inline void Pause(int turn) {
     std::this_thread::sleep_for(std::chrono::microseconds(100));
 }
 
-// Whether it comes true in time.
+// Throws what Poll throws.
+template <class Condition>
+void WaitUntil(Condition condition) {
+  for (int turn = 0; !condition(); ++turn) {
+    Poll();
+    ShowWaiting();
+    Pause(turn);
+  }
+}
+
+// Whether it comes true in time. Throws nothing.
 template <class Condition>
 bool WaitFor(std::chrono::milliseconds time, Condition condition) {
   const auto end = std::chrono::steady_clock::now() + time;

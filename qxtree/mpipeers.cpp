@@ -23,6 +23,7 @@ using namespace std::chrono_literals;
 enum Tag { kData, kFailure, kProgress };
 constexpr int kRoot = 0;
 constexpr std::size_t kMostPerCall = 1 << 30;  // MPI counts in an int
+constexpr const char* kTooMuch = "processes can't tell each other so much at once";
 // A failure has to end the run within five seconds.
 constexpr auto kForLowerRanks = 300ms, kForRoot = 2000ms, kForCleaning = 2500ms, kForOthers = 500ms;
 
@@ -55,6 +56,7 @@ class MpiPeers : public Peers {
   }
 
   void SumShares(std::vector<double>& numbers, const std::vector<std::size_t>& shares) override {
+    if (numbers.size() > kMostPerCall) throw std::runtime_error(kTooMuch);
     const std::vector<int> counts(shares.begin(), shares.end());
     fSent.histograms += numbers.size() * sizeof numbers[0];
     Meet();
@@ -72,7 +74,7 @@ class MpiPeers : public Peers {
     Meet();
     MPI_Allgather(&size, 1, MPI_INT, sizes.data(), 1, MPI_INT, fWork);
     if (std::accumulate(sizes.begin(), sizes.end(), std::size_t{0}) > kMostPerCall)
-      throw std::runtime_error("the processes have more than 1 GiB to tell each other at once");
+      throw std::runtime_error(kTooMuch);
     std::partial_sum(sizes.begin(), sizes.end() - 1, starts.begin() + 1);
     std::string all(static_cast<std::size_t>(starts.back() + sizes.back()), '\0');
     fSent.other += mine.size();
@@ -118,24 +120,25 @@ class MpiPeers : public Peers {
       return false;
     }
     fProgress[kRoot] = progress;
-    MPI_Status status;
-    for (int isThere = 1;;) {
-      MPI_Iprobe(MPI_ANY_SOURCE, kProgress, fWork, &isThere, &status);
-      if (isThere == 0) break;
-      Progress& told = fProgress[static_cast<std::size_t>(status.MPI_SOURCE)];
-      MPI_Recv(&told, sizeof told, MPI_BYTE, status.MPI_SOURCE, kProgress, fWork, &status);
+    while (IsThere(fWork, MPI_ANY_SOURCE, kProgress)) {
+      Progress told;
+      MPI_Status status;
+      MPI_Recv(&told, sizeof told, MPI_BYTE, MPI_ANY_SOURCE, kProgress, fWork, &status);
+      fProgress[static_cast<std::size_t>(status.MPI_SOURCE)] = told;
     }
     progress = *std::min_element(fProgress.begin(), fProgress.end());
     return true;
   }
 
  protected:
-  void Send(int rank, const std::string& bytes) override {
-    const std::uint64_t size = bytes.size();
-    fSent.other += size;
-    SendPart(rank, &size, sizeof size);
-    for (std::size_t done = 0; done < bytes.size(); done += kMostPerCall)
-      SendPart(rank, bytes.data() + done, std::min(kMostPerCall, bytes.size() - done));
+  // What is sent stays: MPI may still read it when an exception ends the wait.
+  void Send(int rank, std::string bytes) override {
+    fOutgoing = std::move(bytes);
+    fOutgoingBytes = fOutgoing.size();
+    fSent.other += fOutgoing.size();
+    SendPart(rank, &fOutgoingBytes, sizeof fOutgoingBytes);
+    for (std::size_t done = 0; done < fOutgoing.size(); done += kMostPerCall)
+      SendPart(rank, fOutgoing.data() + done, std::min(kMostPerCall, fOutgoing.size() - done));
   }
 
   std::string Receive(int rank) override {
@@ -165,34 +168,21 @@ class MpiPeers : public Peers {
   void Meet() {
     MPI_Request request = MPI_REQUEST_NULL;
     MPI_Ibarrier(fWork, &request);
-    Wait(request);
+    WaitUntil([&] { return IsDone(request); });
   }
 
   void SendPart(int rank, const void* data, std::size_t bytes) {
     MPI_Request request = MPI_REQUEST_NULL;
     MPI_Isend(data, static_cast<int>(bytes), MPI_BYTE, rank, kData, fWork, &request);
-    Wait(request);
+    WaitUntil([&] { return IsDone(request); });
   }
 
   void ReceivePart(int rank, void* data, std::size_t bytes) {
-    MPI_Request request = MPI_REQUEST_NULL;
-    MPI_Irecv(data, static_cast<int>(bytes), MPI_BYTE, rank, kData, fWork, &request);
-    Wait(request);
+    WaitUntil([&] { return IsThere(fWork, rank, kData); });
+    MPI_Recv(data, static_cast<int>(bytes), MPI_BYTE, rank, kData, fWork, MPI_STATUS_IGNORE);
   }
 
-  void Wait(MPI_Request& request) {
-    for (int turn = 0; !IsDone(request); ++turn) {
-      Poll();
-      ShowWaiting();
-      Pause(turn);
-    }
-  }
-
-  bool HasFailure() const {
-    int isThere = 0;
-    MPI_Iprobe(MPI_ANY_SOURCE, kFailure, fWork, &isThere, MPI_STATUS_IGNORE);
-    return isThere != 0;
-  }
+  bool HasFailure() const { return IsThere(fWork, MPI_ANY_SOURCE, kFailure); }
 
   std::string TakeFailure() {
     MPI_Status status;
@@ -232,6 +222,8 @@ class MpiPeers : public Peers {
   std::string fName;
   std::vector<Progress> fProgress;  // of all processes
   Progress fTold;
+  std::string fOutgoing;
+  std::uint64_t fOutgoingBytes = 0;
   MPI_Request fTelling = MPI_REQUEST_NULL;
 };
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -136,18 +137,37 @@ std::vector<std::string> Match(const std::string& pattern) {
   return paths;
 }
 
+// Where a host has other files, rows would be lost, or read twice.
+void CheckSame(const std::vector<std::string>& paths, Peers& peers) {
+  std::string list;
+  for (const std::string& path : paths)
+    list += fmt::format("{}\n{}\n", path, fs::is_regular_file(path) ? fs::file_size(path) : 0);
+  const std::size_t hash = std::hash<std::string>()(list);
+  for (const std::size_t other : peers.GatherEach(hash))
+    if (other != hash) throw std::runtime_error("the processes see different files");
+}
+
 }  // namespace
 
-CsvInput FindParts(const Options& options, Peers& peers) {
-  std::string path = options.input;
-  if (const std::size_t at = path.find(kRank); at != path.npos)
-    return {{{path.replace(at, kRank.size(), std::to_string(peers.Rank()))}}, {}};
+std::vector<std::string> ListFiles(const std::string& input, int processes) {
+  const std::size_t at = input.find(kRank);
   std::error_code ignored;
-  if (path.find_first_of("*?[") == path.npos || fs::exists(path, ignored))
-    return peers.Count() == 1 ? CsvInput{{{path}}, {}} : CutFile(options, peers);
-  const std::vector<std::string> paths = Match(path);
+  if (at == input.npos && input.find_first_of("*?[") != input.npos && !fs::exists(input, ignored))
+    return Match(input);
+  std::vector<std::string> paths;
+  for (int rank = 0; at != input.npos && rank < processes; ++rank)
+    paths.push_back(std::string(input).replace(at, kRank.size(), std::to_string(rank)));
+  return paths.empty() ? std::vector<std::string>{input} : paths;
+}
+
+CsvInput FindParts(const Options& options, Peers& peers) {
+  const std::vector<std::string> paths = ListFiles(options.input, peers.Count());
   const auto rank = static_cast<std::size_t>(peers.Rank());
   const auto count = static_cast<std::size_t>(peers.Count());
+  if (options.input.find(kRank) != options.input.npos) return {{{paths[rank]}}, {}};
+  if (paths[0] == options.input)
+    return count == 1 ? CsvInput{{{paths[0]}}, {}} : CutFile(options, peers);
+  CheckSame(paths, peers);
   CsvInput input{{}, ReadCsvHeader(paths[0], options.delimiter).names};
   for (std::size_t i = paths.size() * rank / count; i < paths.size() * (rank + 1) / count; ++i)
     input.parts.push_back({paths[i]});

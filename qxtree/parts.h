@@ -5,11 +5,17 @@
 #ifndef QXTREE_PARTS_H
 #define QXTREE_PARTS_H
 
+#include <string>
+#include <vector>
+
 #include "qxtree/csvreader.h"
 #include "qxtree/options.h"
 #include "qxtree/peers.h"
 
 namespace qxtree {
+
+// The files that an input stands for, those of all processes.
+std::vector<std::string> ListFiles(const std::string& input, int processes);
 
 // The parts of the input that are this process's. The rows of all processes together, in the order
 // of ranks, are those of the input:

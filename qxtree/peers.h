@@ -91,7 +91,7 @@ class Peers : public Watcher {
   bool Slowest(Progress& /*progress*/) override { return true; }
 
  protected:
-  virtual void Send(int /*rank*/, const std::string& /*bytes*/) {}
+  virtual void Send(int /*rank*/, std::string /*bytes*/) {}
   virtual std::string Receive(int /*rank*/) { return {}; }
   virtual std::string Broadcast(const std::string& bytes) { return bytes; }  // from rank 0
 
