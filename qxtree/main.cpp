@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <new>
 #include <numeric>
@@ -117,7 +118,15 @@ void SetLocale(const Peers& peers) {
   std::setlocale(LC_NUMERIC, "C");
 }
 
+// Else the processes would make different calls, and wait for each other forever.
+void CheckSettings(const Options& options, Peers& peers) {
+  const std::size_t own = std::hash<std::string>()(Pack(options));
+  for (const std::size_t other : peers.GatherEach(own))
+    if (other != own) throw UsageError("the processes have different settings");
+}
+
 void Run(const Options& options, Peers& peers) {
+  CheckSettings(options, peers);
   if (options.showsProgress) SetProgressShown(true);
   if (!options.help.empty()) {
     if (peers.Rank() == 0) WriteTo(stdout, options.help);

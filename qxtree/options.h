@@ -30,6 +30,16 @@ struct Options {
   long seed = 0;
   int depth = 0, bins = 0;
   double minCases = 0, minGain = 0, holdout = 0;
+
+  // Those that processes of one run have to share.
+  template <class Self, class Visitor>
+  static void Visit(Self& self, Visitor& visit) {
+    visit(self.isPrediction), visit(self.help.empty()), visit(self.input), visit(self.target);
+    visit(self.weight), visit(self.missing), visit(self.texts), visit(self.numbers);
+    visit(self.ignored), visit(self.task), visit(self.delimiter), visit(self.memory);
+    visit(self.seed), visit(self.depth), visit(self.bins), visit(self.minCases);
+    visit(self.minGain), visit(self.holdout);
+  }
 };
 
 // Wrong use; the text says of which flag or key.

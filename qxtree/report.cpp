@@ -32,7 +32,7 @@ std::string Shown(const std::string& text) {
   return OneLine(text.substr(0, bytes)) + "...";
 }
 
-// A column's line in the table.
+// A column's line in the table. Of one that is left out not all cells were looked at.
 std::string Line(const TableColumn& column) {
   if (column.isIgnored)
     return fmt::format(kLine, Shown(column.name), "ignored", "", "", "", "", "");
@@ -49,9 +49,12 @@ std::string Line(const TableColumn& column) {
   const std::string distinct = !column.isInput   ? ""
                                : column.isMerged ? "merged"
                                                  : std::to_string(column.distinct);
+  const auto count = [&](long cells) {
+    return column.whyLeftOut.empty() ? std::to_string(cells) : "";
+  };
   return fmt::format(kLine, Shown(column.name),
                      column.isEmpty ? "empty" : kKindNames[static_cast<int>(column.kind)],
-                     column.missing, column.malformed, distinct,
+                     count(column.missing), count(column.malformed), distinct,
                      column.isInput ? std::to_string(column.CountBins()) : "", text);
 }
 
@@ -153,7 +156,7 @@ std::vector<std::string> Warnings(const Table& table) {
     if (!column.whyLeftOut.empty())
       warnings.push_back(
           fmt::format("column '{}' is left out: {}", Shown(column.name), column.whyLeftOut));
-    if (column.malformed == 0) continue;
+    if (column.malformed == 0 || !column.whyLeftOut.empty()) continue;
     const bool isText = column.kind == Kind::Text;
     warnings.push_back(fmt::format(
         "column '{}': {} of {} cells {}, the first one '{}' in {}; they are taken as missing "

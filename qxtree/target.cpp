@@ -34,7 +34,8 @@ struct Tally {
     withoutWeight += other.withoutWeight;
     total.Add(other.total);
     sum.Add(other.sum);
-    areClasses = areClasses && other.areClasses;
+    areClasses = areClasses && other.areClasses && classes.size() <= kMostCategories;
+    if (!areClasses) return;
     for (const qxg_800::record& known : other.classes) classes[known.value] += known.weight;
   }
   template <class Self, class Visitor>

@@ -103,9 +103,10 @@ table n,text,when,c,few,many,none,t 3000 '(i == 2500 ? "x" : i % 50) "," \
   int(i / 150) "," int(i / 142) ",NA," (i % 50 > 20) + (i % 7 > 3)' >kinds.csv
 for target in n c few many t; do both 3 --input kinds.csv --target $target --min-cases 2; done
 
-# Sums of fractions, more distinct values than are kept, and deep trees of many columns, in little memory.
-table x,w,t 100000 'sprintf("%.6f,%d,%.3f", x = 1e4 * rand(), i % 4, sin(x / 1000) + rand())' >reals.csv
-both "2 3 5" --input reals.csv --target t --weight w --depth 12 --holdout 0 --memory 16M
+# Sums of fractions, more distinct values and categories than are kept, deep trees, little memory.
+table x,w,c,t 100000 'sprintf("%.6f,%d,%s,%.3f", x = 1e4 * rand(), i % 4, i % 9 ? "i" i : "", sin(x / 1000) + rand())' \
+  >reals.csv
+both "2 3 5" --input reals.csv --target t --weight w --ignore c --depth 12 --holdout 0 --memory 16M
 both 3 --input reals.csv --target t --ignore w --bins 1000
 table "$(seq -s ,c 39),t" 3000 'line()} function line(  j, cells, sum) {
   for (j = 1; j < 40; j++) {
@@ -128,6 +129,8 @@ zipped zipped
 part-5 part-*.csv
 less-2 less-{rank}.csv
 END
+prepare='[ $OMPI_COMM_WORLD_RANK != 1 ] || set -- "$@" --depth 3' \
+  refuse "qxtree: rank 0 on *: the processes have different settings" --input "$data" --target weather
 prepare='[ $OMPI_COMM_WORLD_RANK != 1 ] || ulimit -f 8' OMPI_MCA_btl=self,tcp OMPI_MCA_btl_tcp_if_include=lo \
   refuse "qxtree: rank 1 on *temporary files under 'temp'*" --input wide.csv --target t # as if its disk were full
 
