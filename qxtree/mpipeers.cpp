@@ -150,17 +150,15 @@ class MpiPeers : public Peers {
     return bytes;
   }
 
-  std::string Broadcast(const std::string& bytes) override {
-    std::uint64_t size = bytes.size();
+  void Broadcast(std::string& all) override {
+    std::uint64_t size = all.size();
     fSent.other += size;
     Meet();
     MPI_Bcast(&size, 1, MPI_UINT64_T, kRoot, fWork);
-    std::string all = bytes;
     all.resize(size);
     for (std::size_t done = 0; done < all.size(); done += kMostPerCall)
       MPI_Bcast(all.data() + done, static_cast<int>(std::min(kMostPerCall, all.size() - done)),
                 MPI_BYTE, kRoot, fWork);
-    return all;
   }
 
  private:

@@ -160,7 +160,7 @@ class TargetReader {
     } else if (fColumn.kind == Kind::Text) {
       fCategories = SortCategories(fTexts, fImporter.TextBytes(), fPeers);
       if (!fCategories.whyNot.empty()) Fail(fCategories.whyNot);
-      fTable.classes = fCategories.texts;
+      fTable.classes = std::move(fCategories.texts);
     } else {
       for (const auto& known : fTally.classes) {
         fTable.classes.push_back(ValueText(fColumn.kind, known.value));
