@@ -70,7 +70,7 @@ class MpiPeers : public Peers {
 
   std::string Gather(const std::string& mine) override {
     std::vector<int> sizes(static_cast<std::size_t>(fCount)), starts(sizes);
-    const auto size = static_cast<int>(mine.size());
+    const auto size = static_cast<int>(std::min(mine.size(), kMostPerCall + 1));
     Meet();
     MPI_Allgather(&size, 1, MPI_INT, sizes.data(), 1, MPI_INT, fWork);
     if (std::accumulate(sizes.begin(), sizes.end(), std::size_t{0}) > kMostPerCall)

@@ -86,8 +86,9 @@ class TargetReader {
     fTally.areClasses = fTally.areClasses && fTally.classes.size() <= MostClasses();
     fTable.withoutTarget = fTally.withoutTarget;
     fTable.withoutWeight = fTally.withoutWeight;
-    if (!std::isfinite(fTally.total.Value()))
-      throw std::runtime_error("the total of cases is not finite");
+    constexpr double kMost = 0x1p1023;  // so that the greatest weight can be rounded up
+    if (!(fTally.total.Value() < kMost))
+      throw std::runtime_error("the total of cases is too large");
     Settle();
     Write();
   }
