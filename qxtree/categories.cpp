@@ -14,7 +14,7 @@ namespace qxtree {
 
 std::size_t Categories::Bytes() const {
   std::size_t bytes = 0;
-  for (const std::string& text : texts) bytes += sizeof text + text.size();
+  for (const std::string& text : texts) bytes += sizeof(std::string) + text.size();
   return bytes;
 }
 

@@ -132,7 +132,7 @@ class MpiPeers : public Peers {
 
  protected:
   // What is sent stays: MPI may still read it when an exception ends the wait.
-  void Send(int rank, std::string bytes) override {
+  void Send(int rank, std::string&& bytes) override {
     fOutgoing = std::move(bytes);
     fOutgoingBytes = fOutgoing.size();
     fSent.other += fOutgoing.size();

@@ -94,7 +94,7 @@ class Peers : public Watcher {
   bool Slowest(Progress& /*progress*/) override { return true; }
 
  protected:
-  virtual void Send(int /*rank*/, std::string /*bytes*/) {}
+  virtual void Send(int /*rank*/, std::string&& /*bytes*/) {}
   virtual std::string Receive(int /*rank*/) { return {}; }
   virtual void Broadcast(std::string& /*bytes*/) {}  // those of rank 0
 
