@@ -19,10 +19,11 @@ namespace qxtree {
 struct Categories {
   std::vector<std::string> texts;
   std::vector<std::uint16_t> placeOf;  // of this process's, by code
-  std::size_t mostBytes = 0;           // of texts
+  std::size_t mostBytes = 0;           // that texts may take
   std::string whyNot;                  // not empty: there are too many, and none is left
 
-  void Add(const Categories& other);
+  std::size_t Bytes() const;  // that they take
+  void Add(Categories&& other);
   template <class Self, class Visitor>
   static void Visit(Self& self, Visitor& visit) {
     visit(self.texts), visit(self.whyNot);

@@ -100,7 +100,7 @@ class Parser final : private CsvPosition {
 
   // Of a line too that has nothing in it.
   static void OnEndOfRow(int terminator, void* position) noexcept {
-    Parser& self = static_cast<Parser&>(*static_cast<CsvPosition*>(position));
+    auto& self = static_cast<Parser&>(*static_cast<CsvPosition*>(position));
     const bool isBlank = self.fColumn == 0 && self.fHeader.empty();
     try {
       if (!self.fException && !isBlank) self.EndRow();

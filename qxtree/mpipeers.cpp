@@ -70,7 +70,7 @@ class MpiPeers : public Peers {
 
   std::string Gather(const std::string& mine) override {
     std::vector<int> sizes(static_cast<std::size_t>(fCount)), starts(sizes);
-    const auto size = static_cast<int>(mine.size());
+    const auto size = static_cast<int>(std::min(mine.size(), kMostPerCall + 1));
     Meet();
     MPI_Allgather(&size, 1, MPI_INT, sizes.data(), 1, MPI_INT, fWork);
     if (std::accumulate(sizes.begin(), sizes.end(), std::size_t{0}) > kMostPerCall)
@@ -132,7 +132,7 @@ class MpiPeers : public Peers {
 
  protected:
   // What is sent stays: MPI may still read it when an exception ends the wait.
-  void Send(int rank, std::string bytes) override {
+  void Send(int rank, std::string&& bytes) override {
     fOutgoing = std::move(bytes);
     fOutgoingBytes = fOutgoing.size();
     fSent.other += fOutgoing.size();
@@ -150,17 +150,15 @@ class MpiPeers : public Peers {
     return bytes;
   }
 
-  std::string Broadcast(const std::string& bytes) override {
-    std::uint64_t size = bytes.size();
+  void Broadcast(std::string& all) override {
+    std::uint64_t size = all.size();
     fSent.other += size;
     Meet();
     MPI_Bcast(&size, 1, MPI_UINT64_T, kRoot, fWork);
-    std::string all = bytes;
     all.resize(size);
     for (std::size_t done = 0; done < all.size(); done += kMostPerCall)
       MPI_Bcast(all.data() + done, static_cast<int>(std::min(kMostPerCall, all.size() - done)),
                 MPI_BYTE, kRoot, fWork);
-    return all;
   }
 
  private:

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qxtree/pack.h"
@@ -51,8 +52,8 @@ class Peers : public Watcher {
     return each;
   }
 
-  // What all processes have, in a tree of steps: Add(other) takes what comes from higher ranks. T
-  // is as Pack needs it.
+  // What all processes have, in a tree of steps: Add(std::move(other)) takes what comes from higher
+  // ranks. T is as Pack needs it.
   template <class T>
   void Join(T& mine) {
     if (Count() == 1) return;
@@ -64,9 +65,11 @@ class Peers : public Watcher {
       if (Rank() + step >= Count()) continue;
       T other = mine;  // what is not packed
       Unpack(Receive(Rank() + step), other);
-      mine.Add(other);
+      mine.Add(std::move(other));
     }
-    Unpack(Broadcast(Rank() == 0 ? Pack(mine) : ""), mine);
+    std::string all = Rank() == 0 ? Pack(mine) : "";
+    Broadcast(all);
+    Unpack(all, mine);
   }
 
   // What this process has handed over for others, in bytes: histograms, and all else.
@@ -91,9 +94,9 @@ class Peers : public Watcher {
   bool Slowest(Progress& /*progress*/) override { return true; }
 
  protected:
-  virtual void Send(int /*rank*/, std::string /*bytes*/) {}
+  virtual void Send(int /*rank*/, std::string&& /*bytes*/) {}
   virtual std::string Receive(int /*rank*/) { return {}; }
-  virtual std::string Broadcast(const std::string& bytes) { return bytes; }  // from rank 0
+  virtual void Broadcast(std::string& /*bytes*/) {}  // those of rank 0
 
   Traffic fSent;
 };

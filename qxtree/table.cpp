@@ -67,7 +67,10 @@ class TableMaker {
     Column& from = *fImporter.Get(i);
     Input input{i, fImporter.TakeStream(i), {}};
     if (column.kind == Kind::Text) {
-      input.categories = SortCategories(from.Texts(), fImporter.TextBytes(), fPeers);
+      // Several processes may have more texts than the dictionaries of one can hold.
+      const std::size_t most = fImporter.TextBytes();
+      input.categories = SortCategories(from.Texts(), most - std::min(most, fTextBytes), fPeers);
+      fTextBytes += input.categories.Bytes();
       column.categories = std::move(input.categories.texts);
       column.distinct = column.categories.size();
       column.whyLeftOut = input.categories.whyNot;
@@ -188,6 +191,7 @@ class TableMaker {
   Importer& fImporter;
   Table fTable;
   std::vector<Input> fGroup;
+  std::size_t fTextBytes = 0;  // of categories
 };
 
 }  // namespace

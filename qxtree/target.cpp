@@ -86,8 +86,9 @@ class TargetReader {
     fTally.areClasses = fTally.areClasses && fTally.classes.size() <= MostClasses();
     fTable.withoutTarget = fTally.withoutTarget;
     fTable.withoutWeight = fTally.withoutWeight;
-    if (!std::isfinite(fTally.total.Value()))
-      throw std::runtime_error("the total of cases is not finite");
+    constexpr double kMost = 0x1p1023;  // so that the greatest weight can be rounded up
+    if (!(fTally.total.Value() < kMost))
+      throw std::runtime_error("the total of cases is too large");
     Settle();
     Write();
   }
@@ -160,7 +161,7 @@ class TargetReader {
     } else if (fColumn.kind == Kind::Text) {
       fCategories = SortCategories(fTexts, fImporter.TextBytes(), fPeers);
       if (!fCategories.whyNot.empty()) Fail(fCategories.whyNot);
-      fTable.classes = fCategories.texts;
+      fTable.classes = std::move(fCategories.texts);
     } else {
       for (const auto& known : fTally.classes) {
         fTable.classes.push_back(ValueText(fColumn.kind, known.value));

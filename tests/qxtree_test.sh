@@ -219,7 +219,7 @@ done <<'END'
 1|line 3: 1 cells, not 2||x,t\n1,2\n1
 1|line 3: a quotation mark is not closed||x,t\n1,2\n"1,2\n1,2\n
 1|line 2: a quotation mark is out of place||x,t\n1,"x"y\n
-1|total of cases is not finite|--weight=x|x,t\n1e308,1\n1e308,1
+1|total of cases is too large|--weight=x|x,t\n1.7976931348623157e308,1
 1|no training cases|--weight=x|x,t\n0,1\n
 1|target 't': all cells are missing||x,t\n1,\n
 1|target 't': the numbers differ too little|--regression --holdout=0|x,t\n1,1e-200\n2,2e-200
