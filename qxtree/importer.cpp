@@ -152,7 +152,7 @@ Import ImportRows(const Options& options, TempFolder& folder, Peers& peers) {
   read({});
   result.facts = joined();
   if (!result.facts.areNamesEqual)
-    throw std::runtime_error("the files of the processes have not the same columns");
+    throw std::runtime_error("the files of the processes do not have the same columns");
   if (result.facts.rows == 0)
     throw std::runtime_error(fmt::format("'{}': no rows after the header", options.input));
   result.rowsBefore = peers.SumBefore(result.importer->CountRows());

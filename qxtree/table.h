@@ -96,8 +96,9 @@ struct Table {
 };
 
 // Streams this process's part of the input into the folder. Throws UsageError for a column that is
-// not there, and what ReadCsv and streams throw. Throws std::runtime_error when the memory does not
-// suffice, a column's name can't be converted, and for a target that does not fit the task.
+// not there, and what FindParts, ReadCsv, streams and peers throw. Throws std::runtime_error when
+// the memory does not suffice, a column's name can't be converted, or processes have different
+// columns. It does so, too, for a target that does not fit the task, or whose squares overflow.
 Table ReadTable(const Options& options, TempFolder& folder, Peers& peers);
 
 // Whether a record is held out: by a number drawn from its own number and the seed (SplitMix64; G.

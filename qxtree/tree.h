@@ -26,12 +26,13 @@ struct Growth {
 // Where there are more columns or nodes than fit, there are several. The node of each record lies
 // on disk.
 //
-// Splits are found as ImproveSplit says; of equal gains the first column is taken. A split needs
+// Splits are found as FindSplit says; of equal gains the first column is taken. A split needs
 // `options.minGain` of the root's impurity.
 //
-// `settings` name the folder for temporary files. Throws Interrupted and what streams throw. Throws
-// std::runtime_error when there are no training cases, and when the nodes do not fit into the
-// memory. It does so, too, when squares of the target's deviations overflow or vanish.
+// `settings` name the folder for temporary files. Throws Interrupted and what streams and peers
+// throw. All processes get the same result. Throws std::runtime_error when there are no training
+// cases, and when the nodes do not fit into the memory. It does so, too, when squares of the
+// target's deviations vanish.
 Growth GrowTree(Table& table, const Options& options, Peers& peers,
                 const Arbex_800::EnvironmentSettings& settings);
 
